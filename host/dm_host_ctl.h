@@ -1,0 +1,100 @@
+/*
+ * dm_host_ctl.h - the control side of the host stand-in.
+ *
+ * The stand-in plays the host library (and the device-manager kernel driver)
+ * for programs that load dm_lib_pd outside a switch: tests, dmsim, examples.
+ * These calls set what the host answers and drive the handlers the library
+ * registered, the way the real host's threads would. All are thread-safe.
+ */
+#ifndef DM_HOST_CTL_H
+#define DM_HOST_CTL_H
+
+#include <stdbool.h>
+#include <stddef.h>
+
+#include "dm_host.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- identity ----------------------------------------------------------- */
+
+/* This card: its node (devid and slot are taken from it), its slot in gslot
+ * form, card type and node type. */
+void dm_host_set_my_card(int node, int lslotid, int card_type, int node_type);
+/* A card present in the chassis (this card included, if wanted): what
+ * dm_get_dev_phy_type*, dm_get_dev_cfg_type_by_node, dm_get_node_type and
+ * dm_get_local_card_type_by_lslotid answer for its node. */
+void dm_host_set_card(int node, int phy_type, int cfg_type, int node_type);
+void dm_host_remove_card(int node);
+/* Makes dm_get_my_card_type fail (-1) or succeed again. */
+void dm_host_set_my_card_type_fails(bool fails);
+
+/* The initial-synchronisation flag dm_lib_data_bs_over reports. */
+void dm_host_set_bs_over(bool over);
+/* The host's debug level and library name (at most 63 characters). */
+void dm_host_set_dbg_level(int level);
+void dm_host_set_lib_name(const char *name);
+
+/* ---- driving the library ------------------------------------------------- */
+
+/* True once the library registered its handlers for module DP_LIB_MOD_PD. */
+bool dm_host_lib_registered(void);
+/* Calls the registered initialiser (-1 when none is registered). */
+int dm_host_run_init(void);
+/* Calls the registered debug-option parser (nothing when none). */
+void dm_host_run_dbg_init(const char *option);
+/* Calls the registered handlers; false when none is registered. */
+bool dm_host_send_data(const void *buf, int len);
+bool dm_host_send_rpc(void *buf, int len, int *ack_len);
+bool dm_host_batch(int batch_flag);
+bool dm_host_show(int para);
+/* Builds the 16-byte header (module DP_LIB_MOD_PD) and sends the payload. */
+bool dm_host_send_msg(int msgid, const void *payload, int len);
+/* The address-manager client's handlers. */
+bool dm_host_addr_data(const void *buf, int len);
+bool dm_host_addr_batch(int flag);
+
+/* ---- what the host observed ---------------------------------------------- */
+
+/* Names of the batch-end host steps in the order they were called, each
+ * followed by '\n', written into buf (truncated to size); returns the count. */
+int dm_host_batch_steps(char *buf, size_t size);
+void dm_host_batch_steps_clear(void);
+
+/* The event loop stops and returns when asked; the request is kept, so a
+ * loop started later returns at once. */
+void dm_host_event_stop(void);
+/* Number of events the loop delivered to the handler so far. */
+unsigned long dm_host_events_delivered(void);
+
+/* Log file: lines are appended to `path` (default: none, kept in memory only). */
+void dm_host_log_set_path(const char *path);
+/* Number of log lines written, and a copy of line i (without line end). */
+int dm_host_log_count(void);
+bool dm_host_log_line(int i, char *buf, size_t size);
+void dm_host_log_clear(void);
+
+/* Records the insertion service has entered (and keeps until exit). */
+unsigned long dm_host_inserted_records(void);
+
+/* ---- the kernel-device stand-in ------------------------------------------ */
+
+/* While attached, request 0xC1007815 on a descriptor opened on "tmp/dm_dev"
+ * is answered from the tables below; detached, it reaches the real ioctl
+ * (and fails: a plain file has no driver behind it). */
+void dm_host_kdev_attach(bool attached);
+/* Interface index of a port, by its interface-manager key and link-layer type. */
+void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx);
+/* Interface-manager key of an interface index. */
+void dm_host_kdev_set_lsm_key(int ifx, int lsm_key);
+void dm_host_kdev_clear(void);
+/* Number of requests answered (or refused) by the stand-in. */
+unsigned long dm_host_kdev_requests(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* DM_HOST_CTL_H */

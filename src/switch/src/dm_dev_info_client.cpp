@@ -1,0 +1,210 @@
+// The handler set the library registers with the host: it checks every
+// data-plane message, routes it by identifier, answers the port-validity
+// request, runs the batch end and serves the debug show commands.
+#include "dm_dev_info_client.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "addr_chip_lib.h"
+#include "dm_diag.h"
+#include "dm_dynamic_tbl.h"
+#include "dm_fc_lib.h"
+#include "dm_lib_pd_internal.h"
+#include "dm_static_tbl.h"
+
+namespace {
+
+constexpr int kMsgHeadLen = static_cast<int>(sizeof(dp_lib_msg_h_t));
+
+// Data messages by identifier, scanned in order up to the closing row.
+const dm_info_data_handle_t dp_pd_data_handle[] = {
+    {-1, nullptr, 0, nullptr},  // end of table
+};
+
+// The port-validity request's payload, and the room its reply may take.
+constexpr int kPortValidLen = static_cast<int>(sizeof(dm_port_valid_t));
+constexpr int kRpcReplyLen = 128;
+constexpr size_t kRpcWorkLen = 16 + kRpcReplyLen;
+
+// Request-reply messages; a request shorter than fixed_len is refused.
+const dm_info_rpc_handle_t dp_pd_rpc_handle[] = {
+    {DP_LIB_MSG_PORT_VALID, dp_lib_port_valid_judge, kPortValidLen},
+};
+
+// Show commands, all matching rows run, up to the closing row.
+const dm_info_show_handle_t dp_pd_show_handle[] = {
+    {-1, nullptr},  // end of table
+};
+
+// Reads the header of a message of `buf_len` bytes. Refuses a buffer shorter
+// than the header, a negative length on either side (both would otherwise
+// pass the size comparisons as huge unsigned values), and a payload that
+// runs past the buffer.
+bool dm_read_msg_head(const void *buf, int buf_len, dp_lib_msg_h_t *head)
+{
+    if (buf == nullptr || buf_len < kMsgHeadLen) {
+        return false;
+    }
+    std::memcpy(head, buf, sizeof *head);
+    return head->len >= 0 && static_cast<long long>(buf_len) >= head->len + 16LL;
+}
+
+long long dm_data_row_len(const dm_info_data_handle_t &row, const void *payload, int len)
+{
+    return row.needed_len != nullptr ? row.needed_len(payload, len) : row.fixed_len;
+}
+
+}  // namespace
+
+int dm_dev_info_client_init(void)
+{
+    DM_VERBOSE("init begin\n");
+    int ret = dm_lib_static_tbl_init();
+    if (ret != 0) {
+        DM_VERBOSE("ret = %d\n", ret);
+        return -1;
+    }
+    ret = dm_lib_dynamic_tbl_init();
+    if (ret != 0) {
+        DM_VERBOSE("ret = %d\n", ret);
+        return -1;
+    }
+    lib_modu_handle_t handles = {
+        dm_dev_info_client_data_handle,
+        dm_dev_info_client_rpc_handle,
+        nullptr,
+        dm_dev_info_client_batch_handle,
+        dm_dev_info_client_debug_show_handle,
+    };
+    ret = dm_dp_lib_reg_dispatch_msg_handler(DP_LIB_MOD_PD, &handles);
+    if (ret != 0) {
+        DM_VERBOSE("ret = %d\n", ret);
+        return -1;
+    }
+    return 0;
+}
+
+void dm_dev_info_client_data_handle(void *data_buf, int data_len)
+{
+    dp_lib_msg_h_t head;
+    if (!dm_read_msg_head(data_buf, data_len, &head) || head.module != DP_LIB_MOD_PD) {
+        DM_WARN("param error!\n");
+        return;
+    }
+    DM_VERBOSE("get msg to dp id = %d!\n", head.msgid);
+    void *payload = static_cast<char *>(data_buf) + kMsgHeadLen;
+    for (int i = 0; dp_pd_data_handle[i].data_f != nullptr; ++i) {
+        const dm_info_data_handle_t &row = dp_pd_data_handle[i];
+        if (row.msgid != head.msgid) {
+            continue;
+        }
+        DM_VERBOSE(">>>>i = %d\r\n", i);
+        // Handlers trust the counts in their payload: refuse a message whose
+        // payload is shorter than what its handler will read.
+        const long long need = dm_data_row_len(row, payload, head.len);
+        if (head.len < need) {
+            DM_WARN("msg %d is too short: len %d, need %lld!\n", head.msgid, head.len, need);
+            return;
+        }
+        row.data_f(payload);
+        return;
+    }
+    DM_WARN("msg %d is not support!\n", head.msgid);
+}
+
+void dm_dev_info_client_rpc_handle(void *req_buf, int req_len, int *ack_len)
+{
+    dp_lib_msg_h_t head;
+    if (ack_len == nullptr || !dm_read_msg_head(req_buf, req_len, &head)) {
+        DM_WARN("param error!\n");
+        return;
+    }
+    DM_VERBOSE("dp rpc handle, msg(%d)\n", head.msgid);
+    int ret = -1;
+    for (size_t i = 0; i < sizeof dp_pd_rpc_handle / sizeof dp_pd_rpc_handle[0]; ++i) {
+        const dm_info_rpc_handle_t &row = dp_pd_rpc_handle[i];
+        if (row.msgid != head.msgid) {
+            continue;
+        }
+        DM_VERBOSE(">>>>i = %d\r\n", static_cast<int>(i));
+        if (head.len < row.fixed_len) {
+            DM_WARN("msg %d is too short: len %d, need %d!\n", head.msgid, head.len, row.fixed_len);
+            break;
+        }
+        // The handler works on a copy with room for the largest reply, so a
+        // reply never runs past the host's buffer; it is copied back only
+        // when it fits there, else the request is answered with -1.
+        alignas(8) unsigned char work[kRpcWorkLen] = {};
+        std::memcpy(work, req_buf, std::min<size_t>(static_cast<size_t>(req_len), sizeof work));
+        ret = row.rpc_f(work, ack_len);
+        if (*ack_len > req_len) {
+            DM_WARN("reply of %d bytes does not fit the request buffer of %d!\n", *ack_len, req_len);
+            const int32_t refused = -1;
+            std::memcpy(work, &refused, sizeof refused);
+            *ack_len = static_cast<int>(sizeof refused);
+        }
+        std::memcpy(req_buf, work, static_cast<size_t>(*ack_len));
+        break;
+    }
+    DM_VERBOSE("ret = %d\n", ret);
+}
+
+void dm_dev_info_client_batch_handle(int batch_flag)
+{
+    if (batch_flag != SYNC_BATCH_OVER) {
+        return;
+    }
+    dp_lib_role_batch_local();
+    hotplug_lib_batch_local();
+    dtm_lib_batch_over_handle();
+    hotplug_lib_batch_install();
+    addr_lib_notity_dcm_ready();
+    dm_card_sub_pre_insert_noti_batch();
+    dp_lib_role_batch_global();
+    hotplug_lib_batch_global();
+    hotplug_lib_batch_dp_complete();
+    dm_check_ldp_probe_noti_batch();
+}
+
+void dm_dev_info_client_debug_show_handle(int para)
+{
+    DM_DETAIL("recv para: %d\r\n", para);
+    for (int i = 0; dp_pd_show_handle[i].show_f != nullptr; ++i) {
+        if (dp_pd_show_handle[i].para == para) {
+            dp_pd_show_handle[i].show_f();
+        }
+    }
+}
+
+int dp_lib_port_valid_judge(void *req_buf, int *ack_len)
+{
+    *ack_len = 0;
+    dm_port_valid_t req;
+    std::memcpy(&req, static_cast<const char *>(req_buf) + kMsgHeadLen, sizeof req);
+
+    struct {
+        dev_msg_t h;
+        dm_port_valid_t v;
+    } msg = {};
+    msg.h.msg_id = DEV_MSG_PORT_VALID;
+    msg.h.data_len = kPortValidLen;
+    msg.v.node = req.node;
+    msg.v.lport = req.lport;
+    msg.v.valid = req.valid;
+
+    unsigned char ret_buf[kRpcReplyLen];
+    int ret_len = 0;
+    int ret = dm_dev_rpc_handle_pd(&msg.h, ret_buf + 4, kRpcReplyLen - 4, &ret_len);
+    // The application was given 124 bytes of room; a reply that claims more,
+    // or a negative length, is refused rather than copied.
+    if (ret == 0 && (ret_len < 0 || ret_len > kRpcReplyLen - 4)) {
+        DM_WARN("rpc reply length %d out of range!\n", ret_len);
+        ret = -1;
+    }
+    const int32_t result = ret;
+    std::memcpy(ret_buf, &result, sizeof result);
+    *ack_len = ret != 0 ? 4 : 4 + ret_len;
+    std::memcpy(req_buf, ret_buf, static_cast<size_t>(*ack_len));
+    return 0;
+}

@@ -1,0 +1,55 @@
+// Diagnostics of the library: the prefixed, levelled console messages, the
+// port-conversion messages with their own level, and the host's log file.
+#pragma once
+
+#include "dm_host.h"
+
+// Prints "#<lib_name> <func, line>:" and the message to standard output.
+void dm_diag_print(const char *func, int line, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+// Prints "[FC <lib_name>: func, line] " and the message to standard output.
+void dm_fc_diag_print(const char *func, int line, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+
+// True when a message of `level` passes the host's debug switch. The level
+// is read without formatting anything, so a silenced message costs one load.
+inline bool dm_diag_on(int level)
+{
+    return __atomic_load_n(&g_lib_dbg_level, __ATOMIC_RELAXED) <= level;
+}
+
+// The port-conversion messages' own switch (set by the "fcdbg " option).
+extern int dm_fc_lib_dbg;
+inline bool dm_fc_diag_on(int level)
+{
+    return __atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED) <= level;
+}
+
+#define DM_DIAG(level, ...)                                  \
+    do {                                                     \
+        if (dm_diag_on(level))                               \
+            dm_diag_print(__func__, __LINE__, __VA_ARGS__);  \
+    } while (0)
+#define DM_VERBOSE(...) DM_DIAG(LIB_DBG_VERBOSE, __VA_ARGS__)
+#define DM_DETAIL(...) DM_DIAG(LIB_DBG_DETAIL, __VA_ARGS__)
+#define DM_WARN(...) DM_DIAG(LIB_DBG_WARN, __VA_ARGS__)
+#define DM_ERROR(...) DM_DIAG(LIB_DBG_ERROR, __VA_ARGS__)
+
+// Levels of the port-conversion messages.
+enum {
+    DM_FC_LIB_DBG_VERBOSE = 0,
+    DM_FC_LIB_DBG_DETAIL = 1,
+    DM_FC_LIB_DBG_WARN = 2,
+    DM_FC_LIB_DBG_ERROR = 3,
+    DM_FC_LIB_DBG_END = 4,
+};
+#define DM_FC_DIAG(level, ...)                                  \
+    do {                                                        \
+        if (dm_fc_diag_on(level))                               \
+            dm_fc_diag_print(__func__, __LINE__, __VA_ARGS__);  \
+    } while (0)
+
+// One line in the host's log file, "<func, line>:" and the text, whatever
+// the debug level.
+#define DM_LOGFILE(fmt, ...) \
+    dm_logfile_write_log(logfile_info, "<%s, %d>:" fmt, __func__, __LINE__, ##__VA_ARGS__)

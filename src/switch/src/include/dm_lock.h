@@ -1,0 +1,108 @@
+// Locks of the library's tables and the RAII guards that take them.
+//
+// Every table lock is one of two capability types that clang's thread-safety
+// analysis follows (the attributes are no-ops under gcc):
+//   dm_rwlock  a plain pthread read-write lock, statically initialised;
+//   dm_index   a keyed index (dm_tree_root_t) together with its own lock.
+// Guards can be neither copied nor moved; a lookup holds one only for the
+// search and the copy-out.
+#pragma once
+
+#include <pthread.h>
+
+#include "dm_tree.h"
+
+#if defined(__clang__)
+#define DM_TSA(x) __attribute__((x))
+#else
+#define DM_TSA(x)
+#endif
+#define DM_CAPABILITY(x) DM_TSA(capability(x))
+#define DM_SCOPED DM_TSA(scoped_lockable)
+#define DM_GUARDED_BY(x) DM_TSA(guarded_by(x))
+#define DM_PT_GUARDED_BY(x) DM_TSA(pt_guarded_by(x))
+#define DM_ACQUIRE(...) DM_TSA(acquire_capability(__VA_ARGS__))
+#define DM_ACQUIRE_SHARED(...) DM_TSA(acquire_shared_capability(__VA_ARGS__))
+#define DM_RELEASE(...) DM_TSA(release_capability(__VA_ARGS__))
+#define DM_RELEASE_GENERIC(...) DM_TSA(release_generic_capability(__VA_ARGS__))
+#define DM_REQUIRES(...) DM_TSA(requires_capability(__VA_ARGS__))
+#define DM_REQUIRES_SHARED(...) DM_TSA(requires_shared_capability(__VA_ARGS__))
+#define DM_EXCLUDES(...) DM_TSA(locks_excluded(__VA_ARGS__))
+#define DM_NO_TSA DM_TSA(no_thread_safety_analysis)
+
+// A pthread read-write lock with static initialisation.
+struct DM_CAPABILITY("rwlock") dm_rwlock {
+    pthread_rwlock_t rw = PTHREAD_RWLOCK_INITIALIZER;
+};
+
+// A pthread mutex with static initialisation.
+struct DM_CAPABILITY("mutex") dm_mutex {
+    pthread_mutex_t mu = PTHREAD_MUTEX_INITIALIZER;
+};
+
+// A keyed index and its lock. The tree operations require the lock, so the
+// analysis proves every find, insert and delete runs under it.
+struct DM_CAPABILITY("rwlock") dm_index {
+    dm_tree_root_t tree;  // rwlock first: the host may lock &tree directly
+
+    int init() { return dm_tree_init_root(&tree); }
+    void *find(int key) DM_REQUIRES_SHARED() { return dm_tree_find_node(&tree, key); }
+    int insert(int key, void *data) DM_REQUIRES() { return dm_tree_insert_node(&tree, key, data); }
+    int remove(int key) DM_REQUIRES() { return dm_tree_delete_node(&tree, key); }
+    // Frees every node and leaves the index empty.
+    void clear() DM_REQUIRES()
+    {
+        dm_tree_destroy(&tree);
+        tree.root = nullptr;
+    }
+    // The tree itself, for a walk (lock held for reading) or for the host's
+    // insertion service (which takes the lock itself).
+    dm_tree_root_t *raw() { return &tree; }
+};
+
+inline pthread_rwlock_t *dm_native(dm_rwlock &l) { return &l.rw; }
+inline pthread_rwlock_t *dm_native(dm_index &i) { return &i.tree.rwlock; }
+
+// Holds a read-write lock for reading for the guard's scope.
+class DM_SCOPED dm_read_guard {
+public:
+    template <class Lock>
+    explicit dm_read_guard(Lock &lock) DM_ACQUIRE_SHARED(lock) : rw_(dm_native(lock))
+    {
+        pthread_rwlock_rdlock(rw_);
+    }
+    ~dm_read_guard() DM_RELEASE_GENERIC() { pthread_rwlock_unlock(rw_); }
+    dm_read_guard(const dm_read_guard &) = delete;
+    dm_read_guard &operator=(const dm_read_guard &) = delete;
+
+private:
+    pthread_rwlock_t *rw_;
+};
+
+// Holds a read-write lock for writing for the guard's scope.
+class DM_SCOPED dm_write_guard {
+public:
+    template <class Lock>
+    explicit dm_write_guard(Lock &lock) DM_ACQUIRE(lock) : rw_(dm_native(lock))
+    {
+        pthread_rwlock_wrlock(rw_);
+    }
+    ~dm_write_guard() DM_RELEASE() { pthread_rwlock_unlock(rw_); }
+    dm_write_guard(const dm_write_guard &) = delete;
+    dm_write_guard &operator=(const dm_write_guard &) = delete;
+
+private:
+    pthread_rwlock_t *rw_;
+};
+
+// Holds a mutex for the guard's scope.
+class DM_SCOPED dm_mutex_guard {
+public:
+    explicit dm_mutex_guard(dm_mutex &m) DM_ACQUIRE(m) : mu_(&m.mu) { pthread_mutex_lock(mu_); }
+    ~dm_mutex_guard() DM_RELEASE() { pthread_mutex_unlock(mu_); }
+    dm_mutex_guard(const dm_mutex_guard &) = delete;
+    dm_mutex_guard &operator=(const dm_mutex_guard &) = delete;
+
+private:
+    pthread_mutex_t *mu_;
+};
