@@ -16,7 +16,7 @@
 #include "addr_common.h"
 #include "dp_common.h"
 #include <dm_lib_pd/dm_types.h>
-#include "../common/dm_tree/dm_tree.h"
+#include "dm_tree.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -21,7 +21,8 @@ struct Event {
 
 // Registers the application's handlers (once per process) and initialises
 // the library through the host, so events flow on the library's thread.
-// Call first in every test that needs events or the RPC.
+// Call first in every test that needs events or the RPC. The library must be
+// loaded already (linked, or dlopen'ed with RTLD_GLOBAL).
 void start_app();
 
 // Events received so far, in delivery order.
@@ -31,7 +32,10 @@ std::vector<Event> events();
 std::vector<Event> wait_events(size_t n, int timeout_ms = 2000);
 void clear_events();
 
-// What the application's RPC handler answers next: its result and reply bytes.
+// What the application's RPC handler answers next: its result and reply bytes
+// (default: 0 and none). A non-zero result is returned without a reply. A
+// reply longer than the room the library gives is cut to that room in the
+// copy, but its whole length is reported in *ret_len.
 void set_rpc_reply(int result, std::vector<uint8_t> reply);
 // The port-validity requests the RPC handler received (msg_id, data).
 std::vector<Event> rpc_requests();

@@ -19,6 +19,20 @@ constexpr int kMsgHeadLen = static_cast<int>(sizeof(dp_lib_msg_h_t));
 
 // Data messages by identifier, scanned in order up to the closing row.
 const dm_info_data_handle_t dp_pd_data_handle[] = {
+    {DP_LIB_MSG_PORT_INFO, dp_lib_add_port, static_cast<int>(sizeof(dp_lib_port_t)), nullptr},
+    {DP_LIB_MSG_PORT_IFX, dp_lib_set_ifx, static_cast<int>(sizeof(dp_lib_port_ifx_msg_t)), nullptr},
+    {DP_LIB_MSG_PORT_RMV, dp_lib_rmv_port, static_cast<int>(sizeof(int32_t)), nullptr},
+    {DP_LIB_MSG_CARD_CFG, dp_lib_card_cfg, static_cast<int>(sizeof(dp_lib_card_type_info_t)), nullptr},
+    {DP_LIB_MSG_CHIP_CFG, dp_lib_set_chip_cfg_info, static_cast<int>(sizeof(dp_lib_chip_info_t)), nullptr},
+    {DP_LIB_MSG_MY_LPORT_CFG, dp_lib_set_my_lport, DP_LIB_MY_LPORT_HEAD_LEN, dp_lib_my_lport_msg_len},
+    {DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_set_phy_mgmt_ifx, static_cast<int>(sizeof(dp_lib_phy_mgmt_ifx_msg_t)), nullptr},
+    {DP_LIB_MSG_FC_START_CFG_BEGIN, dm_fc_lib_start_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
+    {DP_LIB_MSG_FC_START_CFG, dm_fc_lib_start_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
+    {DP_LIB_MSG_FC_START_CFG_OVER, dm_fc_lib_start_cfg_over, 0, nullptr},
+    {DP_LIB_MSG_FC_SAVE_CFG_BEGIN, dm_fc_lib_save_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
+    {DP_LIB_MSG_FC_SAVE_CFG, dm_fc_lib_save_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
+    {DP_LIB_MSG_FC_SAVE_CFG_OVER, dm_fc_lib_save_cfg_over, 0, nullptr},
+    {DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_port_pre_inst_done_handle, static_cast<int>(sizeof(dp_lib_per_inst_info_t)), nullptr},
     {-1, nullptr, 0, nullptr},  // end of table
 };
 
@@ -34,6 +48,11 @@ const dm_info_rpc_handle_t dp_pd_rpc_handle[] = {
 
 // Show commands, all matching rows run, up to the closing row.
 const dm_info_show_handle_t dp_pd_show_handle[] = {
+    {DP_LIB_DBG_SHOW_ALL_PORT, dm_lib_get_all_port_info},
+    {DP_LIB_DBG_SHOW_MGMT, dm_lib_show_all_phy_mgmt_ifx},
+    {DP_LIB_DBG_SHOW_FC_START_CFG, test_dm_get_fc_startup_cfg},
+    {DP_LIB_DBG_SHOW_FC_SAVE_CFG, test_dm_get_fc_save_cfg},
+    {DP_LIB_FC_DBG_LEVEL, test_dm_fc_dbg_level},
     {-1, nullptr},  // end of table
 };
 
@@ -160,6 +179,7 @@ void dm_dev_info_client_batch_handle(int batch_flag)
     dtm_lib_batch_over_handle();
     hotplug_lib_batch_install();
     addr_lib_notity_dcm_ready();
+    addr_lib_batch_notify_alloc_event();
     dm_card_sub_pre_insert_noti_batch();
     dp_lib_role_batch_global();
     hotplug_lib_batch_global();

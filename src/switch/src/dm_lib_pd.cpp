@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "addr_chip_lib.h"
 #include "dm_dev_info_client.h"
 #include "dm_diag.h"
 #include "dm_lib_pd_internal.h"
@@ -73,6 +74,7 @@ __attribute__((constructor)) void dm_lib_pd_initial()
         DM_WARN("dm_dev_info_client_init fail\r\n");
         return;
     }
+    addr_chip_lib_reg_pd_frame();
 }
 
 // Nothing is torn down at unload: the tables live as long as the process and

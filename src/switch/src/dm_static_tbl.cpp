@@ -1,12 +1,27 @@
-// Card-type configuration table, and the start-up of the configuration
-// subsystem's three indexes.
+// Card-type configuration table: data message 3, the one lookup through
+// which every area reads card-type records, and the by-type and own-card
+// queries. Also the start-up of the configuration subsystem's three indexes.
 #include "dm_static_tbl.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
 #include "dm_diag.h"
+#include <dm_lib_pd/dm_card_cfg.h>
 
 dm_index dm_card_cfg_root;
 dm_index dm_chip_cfg_root;
 dm_index dm_my_lport_phyid_root;
+
+namespace {
+
+constexpr int kCardCfgLen = static_cast<int>(sizeof(dp_lib_card_type_info_t));
+constexpr int kUnitMax = DP_LIB_CARD_UNIT_MAX;
+constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
+
+}  // namespace
 
 int dm_lib_static_tbl_init(void)
 {
@@ -23,4 +38,224 @@ int dm_lib_static_tbl_init(void)
         return -1;
     }
     return 0;
+}
+
+int dm_card_unit_count(const dp_lib_card_type_info_t &cfg)
+{
+    return std::min(cfg.chip_num, kUnitMax);
+}
+
+void dp_lib_card_cfg(void *data)
+{
+    if (data == nullptr) {
+        DM_ERROR("invalid data!\r\n");
+        return;
+    }
+    int32_t card_type;
+    std::memcpy(&card_type, static_cast<const char *>(data) + offsetof(dp_lib_card_type_info_t, card_type),
+                sizeof card_type);
+    DM_VERBOSE("get card cfg type = %d!\n", card_type);
+    int32_t chip_num;
+    std::memcpy(&chip_num, static_cast<const char *>(data) + offsetof(dp_lib_card_type_info_t, chip_num),
+                sizeof chip_num);
+    if (chip_num > kUnitMax) {
+        // Kept as sent; the queries answer for units 0..7 only.
+        DM_WARN("card type %d has %d chips, units above %d are not described!\n", card_type,
+                chip_num, kUnitMax - 1);
+    }
+    // The host's insertion service copies the record and takes the index's
+    // write lock itself; no lock of ours is held around it.
+    int ret = dp_lib_insert_data(data, kCardCfgLen, 0, dm_card_cfg_root.raw(), card_type);
+    DM_VERBOSE("ret = %d!\r\n", ret);
+}
+
+int dm_lib_get_card_cfg_by_type(int type, dp_lib_card_type_info_t *pinfo)
+{
+    if (pinfo == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("type = %d!\n", type);
+    bool found = false;
+    {
+        dm_read_guard guard(dm_card_cfg_root);
+        const void *rec = dm_card_cfg_root.find(type);
+        if (rec != nullptr) {
+            std::memcpy(pinfo, rec, sizeof *pinfo);
+            found = true;
+        }
+    }
+    if (!found) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    return 0;
+}
+
+int dm_lib_get_my_card_cfg(dp_lib_card_type_info_t *card_info)
+{
+    int card_type = 0;
+    if (dm_get_my_card_type(&card_type) != 0) {
+        DM_VERBOSE("dm_get_my_card_type fail!\n");
+        return -1;
+    }
+    if (dm_lib_get_card_cfg_by_type(card_type, card_info) != 0) {
+        DM_VERBOSE("can not find node!\n");
+        return -1;
+    }
+    return 0;
+}
+
+int dm_get_card_port_num_by_type(int type)
+{
+    DM_VERBOSE("type = %d!\n", type);
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    return cfg.port_num;
+}
+
+int dm_get_switch_chip_num_by_card_type(int card_type)
+{
+    DM_VERBOSE("type = %d!\n", card_type);
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    DM_VERBOSE("chip num = %d!\n", cfg.chip_num);
+    return cfg.chip_num;
+}
+
+int dm_get_poe_support_by_card_type(int card_type, bool *poe_support)
+{
+    if (poe_support == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("type = %d!\n", card_type);
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    *poe_support = cfg.poe_support != 0;
+    DM_VERBOSE("poe support = %d!\n", *poe_support ? 1 : 0);
+    return 0;
+}
+
+int dm_get_poe_support_port(int card_type, int *port, int *port_num)
+{
+    // The caller's array must hold one entry per possible lport, whatever
+    // the card has.
+    if (port == nullptr || port_num == nullptr || *port_num < kLportMax) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    int n = 0;
+    for (int l = 0; l < kLportMax; ++l) {
+        if (cfg.lport_poe_support[l] != 0) {
+            port[n++] = l;
+        }
+    }
+    *port_num = n;
+    return 0;
+}
+
+int dm_get_chip_type_by_card_type(int card_type, int **chip_type, int *chip_num)
+{
+    if (chip_type == nullptr || chip_num == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("type = %d!\n", card_type);
+    *chip_type = static_cast<int *>(std::malloc(kUnitMax * sizeof(int)));
+    if (*chip_type == nullptr) {
+        DM_WARN("alloc memory fail!\n");
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        std::free(*chip_type);
+        *chip_type = nullptr;
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    std::memcpy(*chip_type, cfg.chip_types, sizeof cfg.chip_types);
+    // The array holds 8 units: a record claiming more chips is answered with
+    // 8, so a caller walking the count never reads past the array.
+    *chip_num = dm_card_unit_count(cfg);
+    return 0;
+}
+
+int dm_get_card_name_by_type(int card_type, char *name, int len)
+{
+    if (name == nullptr || len <= 0) {
+        DM_ERROR("Param err.\n");
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    std::memset(&cfg, 0, sizeof cfg);
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_ERROR("fail to get card cfg");
+        return -1;
+    }
+    const size_t room = std::min<size_t>(sizeof cfg.name, static_cast<size_t>(len));
+    // strnlen keeps the copy inside the 32-byte field even without a NUL.
+    const size_t n = strnlen(cfg.name, room - 1);
+    std::memcpy(name, cfg.name, n);
+    name[n] = '\0';
+    return 0;
+}
+
+int dm_get_max_port_by_unit(int unit)
+{
+    if (unit < 0 || unit >= kUnitMax) {
+        DM_WARN("param error\n");
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_my_card_cfg(&cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    return cfg.chip_cport_max[unit];
+}
+
+int dm_get_my_lchips(int **units)
+{
+    if (units == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("dm_get_my_lchips\n");
+    *units = static_cast<int *>(std::malloc(kUnitMax * sizeof(int)));
+    if (*units == nullptr) {
+        DM_WARN("alloc memory fail!\n");
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    bool ok = dm_lib_get_my_card_cfg(&cfg) == 0;
+    if (!ok) {
+        DM_WARN("dm_lib_get_my_card_cfg fail!\n");
+    } else if (cfg.chip_num < 0) {
+        DM_WARN("invalid chip_num!\n");
+        ok = false;
+    }
+    if (!ok) {
+        std::free(*units);
+        *units = nullptr;
+        return -1;
+    }
+    std::memcpy(*units, cfg.chip_types, sizeof cfg.chip_types);
+    // The array holds 8 units: a record claiming more chips is answered with
+    // 8, so callers indexing the array by unit stay inside it.
+    return dm_card_unit_count(cfg);
 }

@@ -4,6 +4,7 @@
 
 #include "dm_host.h"
 #include "dp_pd_common.h"
+#include <dm_lib_pd/dm_phy_mgmt.h>  // show command 9 is the exported management-port show
 
 // Start-up: clears the management-port table, starts the four indexes.
 int dm_lib_dynamic_tbl_init(void);

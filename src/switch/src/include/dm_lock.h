@@ -46,11 +46,11 @@ struct DM_CAPABILITY("rwlock") dm_index {
     dm_tree_root_t tree;  // rwlock first: the host may lock &tree directly
 
     int init() { return dm_tree_init_root(&tree); }
-    void *find(int key) DM_REQUIRES_SHARED() { return dm_tree_find_node(&tree, key); }
-    int insert(int key, void *data) DM_REQUIRES() { return dm_tree_insert_node(&tree, key, data); }
-    int remove(int key) DM_REQUIRES() { return dm_tree_delete_node(&tree, key); }
+    void *find(int key) DM_REQUIRES_SHARED(this) { return dm_tree_find_node(&tree, key); }
+    int insert(int key, void *data) DM_REQUIRES(this) { return dm_tree_insert_node(&tree, key, data); }
+    int remove(int key) DM_REQUIRES(this) { return dm_tree_delete_node(&tree, key); }
     // Frees every node and leaves the index empty.
-    void clear() DM_REQUIRES()
+    void clear() DM_REQUIRES(this)
     {
         dm_tree_destroy(&tree);
         tree.root = nullptr;

@@ -1,0 +1,282 @@
+// The device-manager kernel driver's stand-in.
+//
+// The library asks the driver through an ioctl on a descriptor it opens on
+// the device file "tmp/dm_dev" (relative to the working directory). This file
+// interposes open, close and ioctl: descriptors opened on exactly that path
+// are remembered, and while the stand-in is attached, the driver's one
+// request on such a descriptor is answered from tables the control calls
+// fill. Everything else goes to the system's own functions.
+#undef _FORTIFY_SOURCE  // this file defines open itself
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <cstring>
+
+#include "dm_host_ctl.h"
+#include "dm_host_internal.h"
+
+namespace {
+
+constexpr unsigned long kDmIoctlRequest = 0xC1007815UL;
+constexpr char kDevicePath[] = "tmp/dm_dev";
+
+// Questions and the layout of the request buffer.
+constexpr uint32_t kAskLsmKeyOfIfx = 0;
+constexpr uint32_t kAskIfxOfPort = 1;
+constexpr size_t kHeadLen = 8;  // question type, data length
+constexpr int kPortInfoLen = 8; // lsm_key, llcb_type
+constexpr int kIfxLen = 4;
+
+// Descriptors open on the device file, one flag per descriptor number.
+// Descriptors beyond the last flag are never taken for the device.
+constexpr int kMaxTrackedFd = 4096;
+std::atomic<bool> device_fd[kMaxTrackedFd];
+
+std::atomic<bool> attached{false};
+std::atomic<unsigned long> requests{0};
+
+struct ifx_entry {
+    int lsm_key;
+    int llcb_type;
+    int ifx;
+};
+struct key_entry {
+    int ifx;
+    int lsm_key;
+};
+
+// Guards the driver's two tables.
+pthread_mutex_t kdev_lock = PTHREAD_MUTEX_INITIALIZER;
+dm_host::table<ifx_entry> ifx_of_port;
+dm_host::table<key_entry> key_of_ifx;
+
+using open_fn = int (*)(const char *, int, ...);
+using close_fn = int (*)(int);
+using ioctl_fn = int (*)(int, unsigned long, ...);
+
+template <class Fn>
+Fn next_symbol(const char *name)
+{
+    return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
+}
+
+open_fn real_open()
+{
+    static const open_fn fn = next_symbol<open_fn>("open");
+    return fn;
+}
+
+open_fn real_open64()
+{
+    static const open_fn fn = next_symbol<open_fn>("open64");
+    return fn;
+}
+
+close_fn real_close()
+{
+    static const close_fn fn = next_symbol<close_fn>("close");
+    return fn;
+}
+
+ioctl_fn real_ioctl()
+{
+    static const ioctl_fn fn = next_symbol<ioctl_fn>("ioctl");
+    return fn;
+}
+
+bool trackable(int fd) { return fd >= 0 && fd < kMaxTrackedFd; }
+
+// Every successful open sets the descriptor's flag anew, so a number reused
+// for another file is never taken for the device.
+void note_open(int fd, const char *path)
+{
+    if (trackable(fd)) {
+        device_fd[fd].store(path != nullptr && std::strcmp(path, kDevicePath) == 0);
+    }
+}
+
+bool is_device(int fd) { return trackable(fd) && device_fd[fd].load(); }
+
+int fail(int err)
+{
+    errno = err;
+    return -1;
+}
+
+bool lookup_ifx(int lsm_key, int llcb_type, int *ifx)
+{
+    dm_host::mutex_guard g(kdev_lock);
+    const ifx_entry *e = ifx_of_port.find(
+        [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; });
+    if (e != nullptr) {
+        *ifx = e->ifx;
+    }
+    return e != nullptr;
+}
+
+bool lookup_lsm_key(int ifx, int *lsm_key)
+{
+    dm_host::mutex_guard g(kdev_lock);
+    const key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; });
+    if (e != nullptr) {
+        *lsm_key = e->lsm_key;
+    }
+    return e != nullptr;
+}
+
+// Answers one request. The driver reads the 8-byte head and the data it
+// announces, and writes only its 32-bit answer over the first 4 bytes.
+int answer(unsigned char *buf)
+{
+    if (buf == nullptr) {
+        return fail(EFAULT);
+    }
+    uint32_t type;
+    int32_t data_len;
+    std::memcpy(&type, buf, sizeof type);
+    std::memcpy(&data_len, buf + sizeof type, sizeof data_len);
+    int32_t result;
+    if (type == kAskIfxOfPort) {
+        if (data_len < kPortInfoLen) {
+            return fail(EINVAL);
+        }
+        int32_t port[2];
+        std::memcpy(port, buf + kHeadLen, sizeof port);
+        if (!lookup_ifx(port[0], port[1], &result)) {
+            return fail(ENOENT);
+        }
+    } else if (type == kAskLsmKeyOfIfx) {
+        if (data_len < kIfxLen) {
+            return fail(EINVAL);
+        }
+        int32_t ifx;
+        std::memcpy(&ifx, buf + kHeadLen, sizeof ifx);
+        if (!lookup_lsm_key(ifx, &result)) {
+            return fail(ENOENT);
+        }
+    } else {
+        return fail(EINVAL);
+    }
+    std::memcpy(buf, &result, sizeof result);
+    return 0;
+}
+
+int open_with(open_fn fn, const char *path, int flags, va_list ap)
+{
+    if (fn == nullptr) {
+        return fail(ENOSYS);
+    }
+    // The mode is there only when a file may be created.
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+        mode = static_cast<mode_t>(va_arg(ap, int));
+    }
+    const int fd = fn(path, flags, mode);
+    note_open(fd, path);
+    return fd;
+}
+
+}  // namespace
+
+extern "C" {
+
+int open(const char *path, int flags, ...)
+{
+    va_list ap;
+    va_start(ap, flags);
+    const int fd = open_with(real_open(), path, flags, ap);
+    va_end(ap);
+    return fd;
+}
+
+int open64(const char *path, int flags, ...)
+{
+    va_list ap;
+    va_start(ap, flags);
+    const int fd = open_with(real_open64(), path, flags, ap);
+    va_end(ap);
+    return fd;
+}
+
+// The checked forms a fortified caller uses; they never create a file.
+int __open_2(const char *path, int flags)
+{
+    return open(path, flags);
+}
+
+int __open64_2(const char *path, int flags)
+{
+    return open64(path, flags);
+}
+
+int close(int fd)
+{
+    if (trackable(fd)) {
+        device_fd[fd].store(false);
+    }
+    close_fn fn = real_close();
+    return fn == nullptr ? fail(ENOSYS) : fn(fd);
+}
+
+int ioctl(int fd, unsigned long request, ...)
+{
+    va_list ap;
+    va_start(ap, request);
+    void *arg = va_arg(ap, void *);
+    va_end(ap);
+    if (request == kDmIoctlRequest && attached.load() && is_device(fd)) {
+        requests.fetch_add(1);
+        return answer(static_cast<unsigned char *>(arg));
+    }
+    ioctl_fn fn = real_ioctl();
+    return fn == nullptr ? fail(ENOSYS) : fn(fd, request, arg);
+}
+
+// ---- control ------------------------------------------------------------------
+
+void dm_host_kdev_attach(bool on)
+{
+    attached.store(on);
+}
+
+void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx)
+{
+    dm_host::mutex_guard g(kdev_lock);
+    if (ifx_entry *e = ifx_of_port.find([&](const ifx_entry &x) {
+            return x.lsm_key == lsm_key && x.llcb_type == llcb_type;
+        })) {
+        e->ifx = ifx;
+        return;
+    }
+    ifx_of_port.push(ifx_entry{lsm_key, llcb_type, ifx});
+}
+
+void dm_host_kdev_set_lsm_key(int ifx, int lsm_key)
+{
+    dm_host::mutex_guard g(kdev_lock);
+    if (key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; })) {
+        e->lsm_key = lsm_key;
+        return;
+    }
+    key_of_ifx.push(key_entry{ifx, lsm_key});
+}
+
+void dm_host_kdev_clear(void)
+{
+    dm_host::mutex_guard g(kdev_lock);
+    ifx_of_port.clear();
+    key_of_ifx.clear();
+}
+
+unsigned long dm_host_kdev_requests(void)
+{
+    return requests.load();
+}
+
+}  // extern "C"

@@ -1,0 +1,535 @@
+// The mirror of the address manager's chip-ID allocation: the last accepted
+// allocation record of every global slot, the reverse table from chip ID to
+// slot and unit, the allocation events, and the chip-ID queries over them.
+#include "addr_chip_lib.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "dm_diag.h"
+#include "dm_lib_pd_internal.h"
+#include "dm_lock.h"
+#include <dm_lib_pd/dm_chipid.h>
+#include <dm_lib_pd/dm_ids.h>
+
+namespace {
+
+constexpr int kGslotNum = 64;         // slots the address manager allocates for
+constexpr int kSlotTableLen = 65;     // entry 64 is never written
+constexpr int kChipidNum = 2048;      // chip IDs are indexes below this
+constexpr int kBsDataMax = 64;        // one record per accepted gslot
+constexpr int kSyncHeadLen = static_cast<int>(sizeof(addr_lib_sync_head_t));
+constexpr int kSlotRecLen = static_cast<int>(sizeof(chipid_slot_t));
+
+constexpr int kSystemInvalidChipid = 25;
+constexpr int kSystemReservedChipid = 26;
+constexpr int kZoneReservedLower = 1;
+constexpr int kZoneReservedUpper = 8;
+
+// Owner of one chip ID.
+struct chipid_res_t {
+    int gslot;   // the owning slot
+    int unit;    // the owning chip on that slot's card
+    bool alloc;  // the ID is allocated
+};
+
+// Guards chipid_slot, chipid_res and chipid_alloc_num. The address-manager
+// thread writes; the batch end, the event raise and every query read.
+dm_rwlock addr_lib_rwlock;
+chipid_slot_t chipid_slot[kSlotTableLen] DM_GUARDED_BY(addr_lib_rwlock) = {};
+chipid_res_t chipid_res[kChipidNum] DM_GUARDED_BY(addr_lib_rwlock) = {};
+int chipid_alloc_num DM_GUARDED_BY(addr_lib_rwlock) = 0;
+
+bool addr_lib_gslot_valid(int gslot) { return gslot >= 0 && gslot < kGslotNum; }
+
+// Chips on a slot's card; the record has passed the update's checks, so
+// idnum_per_unit is at least 1.
+int addr_lib_unit_num(const chipid_slot_t &slot) { return slot.id_num / slot.idnum_per_unit; }
+
+// "a b c ]": the IDs of a record as the allocation and release traces list them.
+void addr_lib_format_ids(const chipid_slot_t &slot, char *buf, size_t size)
+{
+    size_t used = 0;
+    buf[0] = '\0';
+    for (int i = 0; i < slot.id_num && i < CHIPID_SLOT_ID_MAX; ++i) {
+        int n = std::snprintf(buf + used, size - used, "%d ", slot.id[i]);
+        if (n < 0 || static_cast<size_t>(n) >= size - used) {
+            return;
+        }
+        used += static_cast<size_t>(n);
+    }
+    std::snprintf(buf + used, size - used, "]");
+}
+
+constexpr size_t kIdsTextLen = CHIPID_SLOT_ID_MAX * 7 + 2;
+
+// A valid record must name between 1 and 16 IDs, whole chips of at least one
+// ID each, and only IDs that index the 2048-entry table.
+bool addr_lib_valid_record_ok(const chipid_slot_t &rec)
+{
+    if (rec.id_num > CHIPID_SLOT_ID_MAX || rec.idnum_per_unit < 1 ||
+        rec.idnum_per_unit > rec.id_num) {
+        DM_ERROR("chipid info eror, gslot=%#08x idnum_per_unit=%d, id_num=%d\r\n", rec.gslot,
+                 rec.idnum_per_unit, rec.id_num);
+        return false;
+    }
+    // An ID of 2048 or more has no entry in the reverse table. Skipping just
+    // that ID would leave a slot whose units no longer line up with its IDs,
+    // so the whole record is refused and the slot keeps what it had.
+    for (int i = 0; i < rec.id_num; ++i) {
+        if (rec.id[i] >= kChipidNum) {
+            DM_ERROR("chipid info eror, gslot=%#08x chipid=%d\r\n", rec.gslot, rec.id[i]);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Enters a checked valid record; true when it differs from the stored one.
+bool addr_lib_store_valid(const chipid_slot_t &rec) DM_REQUIRES(addr_lib_rwlock)
+{
+    if (dm_diag_on(LIB_DBG_VERBOSE)) {
+        char ids[kIdsTextLen];
+        addr_lib_format_ids(rec, ids, sizeof ids);
+        DM_VERBOSE(">>>>gslot[%#08x card_type=%#x] id_num[%d] idnum_per_unit[%d] chipid alloc [%s\r\n",
+                   rec.gslot, rec.card_type, rec.id_num, rec.idnum_per_unit, ids);
+    }
+    for (int i = 0; i < rec.id_num; ++i) {
+        chipid_res_t &res = chipid_res[rec.id[i]];
+        if (!res.alloc) {
+            ++chipid_alloc_num;
+        }
+        res = {rec.gslot, i / rec.idnum_per_unit, true};
+    }
+    chipid_slot_t &stored = chipid_slot[rec.gslot];
+    const bool chg = std::memcmp(&stored, &rec, sizeof rec) != 0;
+    std::memcpy(&stored, &rec, sizeof rec);
+    return chg;
+}
+
+// Releases the IDs of the stored record (not those the release names).
+void addr_lib_release_slot(int gslot) DM_REQUIRES(addr_lib_rwlock)
+{
+    chipid_slot_t &stored = chipid_slot[gslot];
+    if (dm_diag_on(LIB_DBG_VERBOSE)) {
+        char ids[kIdsTextLen];
+        addr_lib_format_ids(stored, ids, sizeof ids);
+        DM_VERBOSE(">>>>gslot[%#08x] chipid retrieve [%s\r\n", gslot, ids);
+    }
+    for (int i = 0; i < stored.id_num; ++i) {
+        chipid_res_t &res = chipid_res[stored.id[i]];
+        if (res.alloc) {
+            --chipid_alloc_num;
+        }
+        res = {0, 0, false};
+    }
+    stored = {};
+}
+
+// Applies one record; true when the caller must announce the slot.
+bool addr_lib_update_chipid(const chipid_slot_t &rec)
+{
+    if (!addr_lib_gslot_valid(rec.gslot)) {
+        DM_ERROR("chipid info eror, gslot=%#08x\r\n", rec.gslot);
+        return false;
+    }
+    bool chg = false;
+    {
+        dm_write_guard lock(addr_lib_rwlock);
+        switch (rec.status) {
+        case CHIPID_VALID:
+            if (!addr_lib_valid_record_ok(rec)) {
+                return false;
+            }
+            chg = addr_lib_store_valid(rec);
+            break;
+        case CHIPID_NONE:
+            addr_lib_release_slot(rec.gslot);
+            return false;
+        default:
+            DM_ERROR(">>>>gslot status[%d] error\r\n", rec.status);
+            return false;
+        }
+    }
+    // The host is asked only after the lock is released.
+    return chg && dm_lib_data_bs_over();
+}
+
+slot_chipid_st_t addr_lib_get_slot_status(int gslot)
+{
+    dm_read_guard lock(addr_lib_rwlock);
+    return static_cast<slot_chipid_st_t>(chipid_slot[gslot].status);
+}
+
+// One event per chip ID of the slot, each naming the unit that owns it.
+void addr_notify_chipid_alloc_event(int gslot)
+{
+    // The real-time path and the batch end raise on different host threads,
+    // so each raise builds its message on its own stack; the event bridge
+    // copies it before returning.
+    struct {
+        dev_msg_t head;
+        dm_chipid_alloc_t alloc;
+    } addr_notify_buf = {};
+    static_assert(sizeof addr_notify_buf == 24, "event message is 24 bytes");
+    addr_notify_buf.head.msg_id = DEV_MSG_CHIPIP_ALLOC;
+    addr_notify_buf.head.data_len = static_cast<int32_t>(sizeof(dm_chipid_alloc_t));
+    addr_notify_buf.alloc.node = dm_get_phyid_from_gslot(gslot);
+    addr_notify_buf.alloc.node_type = DM_TYPE_BOX;
+
+    chipid_slot_t slot;
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        slot = chipid_slot[gslot];
+    }
+    for (int i = 0; i < slot.id_num; ++i) {
+        const int chipid = slot.id[i];
+        addr_notify_buf.alloc.chipid = chipid;
+        {
+            dm_read_guard lock(addr_lib_rwlock);
+            addr_notify_buf.alloc.unit = chipid_res[chipid].unit;
+        }
+        const dm_chipid_alloc_t &a = addr_notify_buf.alloc;
+        DM_VERBOSE(">>>>gslot[%#08x] node_type[%d] unit[%d] notify chipid[%d] alloc event\r\n",
+                   gslot, a.node_type, a.unit, a.chipid);
+        dm_dev_event_notify_pd(&addr_notify_buf.head);
+        DM_LOGFILE("chipid:%d,node:%x,unit:%d,type:%d\n", a.chipid, a.node, a.unit, a.node_type);
+    }
+}
+
+// Every record of the data is present: 12 + 48 x data_num bytes within len.
+// The header's own checks stop at len, so a shorter block is refused here
+// before a record past its end is read.
+bool addr_lib_records_present(const addr_lib_sync_head_t &head)
+{
+    const long long need = kSyncHeadLen + static_cast<long long>(kSlotRecLen) * head.data_num;
+    if (head.len < need) {
+        DM_ERROR("addr data len error, sync_len=%d data_num=%d\r\n", head.len, head.data_num);
+        return false;
+    }
+    return true;
+}
+
+chipid_slot_t addr_lib_record_at(const void *data_buf, int i)
+{
+    chipid_slot_t rec;
+    std::memcpy(&rec, static_cast<const char *>(data_buf) + kSyncHeadLen + i * kSlotRecLen,
+                sizeof rec);
+    return rec;
+}
+
+// Batch data updates silently: the batch end announces every valid slot.
+void addr_lib_deal_bs_data(const void *data_buf, const addr_lib_sync_head_t &head)
+{
+    DM_VERBOSE(">>>>addr recv bs data[len=%d]\r\n", head.len);
+    if (head.data_num < 0 || head.data_num > kBsDataMax) {
+        DM_ERROR("addr bs data number[%d] error\r\n", head.data_num);
+        return;
+    }
+    if (!addr_lib_records_present(head)) {
+        return;
+    }
+    DM_VERBOSE("bs data number=%d\r\n", head.data_num);
+    for (int i = 0; i < head.data_num; ++i) {
+        addr_lib_update_chipid(addr_lib_record_at(data_buf, i));
+    }
+}
+
+void addr_lib_deal_real_data(const void *data_buf, const addr_lib_sync_head_t &head)
+{
+    DM_VERBOSE(">>>>addr recv real data[len=%d]\r\n", head.len);
+    if (head.data_num != 1) {
+        DM_ERROR("addr real data number[%d] error\r\n", head.data_num);
+        return;
+    }
+    if (!addr_lib_records_present(head)) {
+        return;
+    }
+    const chipid_slot_t rec = addr_lib_record_at(data_buf, 0);
+    if (addr_lib_update_chipid(rec)) {
+        addr_notify_chipid_alloc_event(rec.gslot);
+    }
+}
+
+// Slot of a node for the node-based queries: 0 with a copy of its record,
+// -2 when the node is outside the table, -3 when the slot holds no IDs.
+int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
+{
+    const int gslot = dm_get_gslot_from_phyid(node);
+    if (!addr_lib_gslot_valid(gslot)) {
+        DM_ERROR("get gslot from node fail, node=%#08x\r\n", node);
+        return -2;
+    }
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        *slot = chipid_slot[gslot];
+    }
+    if (slot->status != CHIPID_VALID) {
+        DM_WARN("gslot[%#08x] not alloc chipid\r\n", gslot);
+        return -3;
+    }
+    return 0;
+}
+
+}  // namespace
+
+void addr_chip_lib_reg_pd_frame(void)
+{
+    addr_lib_pd_frame_t frame = {addr_chip_lib_data_handle, addr_chip_lib_batch_handle};
+    addr_lib_reg_pd_frame(&frame);
+}
+
+void addr_chip_lib_data_handle(void *data_buf, int data_len)
+{
+    if (data_buf == nullptr || data_len < 0) {
+        DM_ERROR("input arguments error, data_len=%d\r\n", data_len);
+        return;
+    }
+    // The header itself must be present before its len can be compared.
+    if (data_len < kSyncHeadLen) {
+        DM_ERROR("addr data len error, rcv_len=%d head_len=%d\r\n", data_len, kSyncHeadLen);
+        return;
+    }
+    addr_lib_sync_head_t head;
+    std::memcpy(&head, data_buf, sizeof head);
+    if (head.len != data_len) {
+        DM_ERROR("addr data len error, rcv_len=%d sync_len=%d\r\n", data_len, head.len);
+        return;
+    }
+    switch (head.type) {
+    case ADDR_LIB_BS_SYNC:
+        addr_lib_deal_bs_data(data_buf, head);
+        break;
+    case ADDR_LIB_REAL_SYNC:
+        addr_lib_deal_real_data(data_buf, head);
+        break;
+    default:
+        DM_ERROR("addr data type error, type=%d sync_len=%d\r\n", head.type, head.len);
+        break;
+    }
+}
+
+void addr_chip_lib_batch_handle(int smooth_flag) { (void)smooth_flag; }
+
+void addr_lib_batch_notify_alloc_event(void)
+{
+    for (int gslot = 0; gslot < kSlotTableLen; ++gslot) {
+        if (addr_lib_get_slot_status(gslot) == CHIPID_VALID) {
+            addr_notify_chipid_alloc_event(gslot);
+        }
+    }
+}
+
+int dm_get_alloced_chipid(dm_chipid_alloc_t *chipid_array, int *chipid_num)
+{
+    if (chipid_array == nullptr || chipid_num == nullptr) {
+        DM_ERROR("input arguments error\r\n");
+        return -2;
+    }
+    const int capacity = *chipid_num;
+    int written = 0;
+    int alloc_num = 0;
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        alloc_num = chipid_alloc_num;
+        if (capacity >= alloc_num) {
+            for (int c = 0; c < kChipidNum && written < alloc_num; ++c) {
+                if (!chipid_res[c].alloc) {
+                    continue;
+                }
+                dm_chipid_alloc_t &out = chipid_array[written++];
+                out.chipid = c;
+                out.node = dm_get_phyid_from_gslot(chipid_res[c].gslot);
+                out.unit = chipid_res[c].unit;
+            }
+        }
+    }
+    if (capacity < alloc_num) {
+        DM_ERROR("array size is too small, chipid_num=%d alloc_num=%d\r\n", capacity, alloc_num);
+        return -4;
+    }
+    *chipid_num = written;
+    DM_VERBOSE("alloced chipid num=%d\r\n", written);
+    return 0;
+}
+
+int dm_get_first_chipid_from_node(int node, int *chipid)
+{
+    if (dm_node_sslot(node) != 0 || chipid == nullptr) {
+        DM_ERROR("input arguments error, node=%#08x\r\n", node);
+        return -2;
+    }
+    chipid_slot_t slot;
+    const int ret = addr_lib_slot_of_node(node, &slot);
+    if (ret != 0) {
+        return ret;
+    }
+    *chipid = slot.id[0];
+    DM_VERBOSE("node=%#08x first chipid=%d\r\n", node, *chipid);
+    return 0;
+}
+
+int dm_get_first_chipid_from_unit_node(int unit, int node, int *chipid)
+{
+    if (unit < 0 || node < 0 || chipid == nullptr) {
+        DM_ERROR("input arguments error, unit=%d node=%#08xs\r\n", unit, node);
+        return -2;
+    }
+    chipid_slot_t slot;
+    const int ret = addr_lib_slot_of_node(node, &slot);
+    if (ret != 0) {
+        return ret;
+    }
+    const int unit_num = addr_lib_unit_num(slot);
+    if (unit >= unit_num) {
+        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
+        return -2;
+    }
+    *chipid = slot.id[slot.idnum_per_unit * unit];
+    DM_VERBOSE("unit=%d node=%#08x first chipid=%d\r\n", unit, node, *chipid);
+    return 0;
+}
+
+int dm_get_first_chipid_from_local_unit(int unit, int *chipid)
+{
+    return dm_get_first_chipid_from_unit_node(unit, dm_get_my_node(), chipid);
+}
+
+int dm_get_chipid_range_by_node(int node, int *chipid, int *chipid_num)
+{
+    if (chipid == nullptr || chipid_num == nullptr) {
+        DM_ERROR("%s\r\n", "input arguments error");
+        return -2;
+    }
+    chipid_slot_t slot;
+    const int ret = addr_lib_slot_of_node(node, &slot);
+    if (ret != 0) {
+        return ret;
+    }
+    const int unit_num = addr_lib_unit_num(slot);
+    if (*chipid_num < unit_num) {
+        DM_ERROR("chipid array overflow, size=%d unit_num=%d\r\n", *chipid_num, unit_num);
+        return -4;
+    }
+    for (int u = 0; u < unit_num; ++u) {
+        chipid[u] = slot.id[slot.idnum_per_unit * u];
+    }
+    *chipid_num = unit_num;
+    DM_VERBOSE("node=%#08x unit_num=%d\r\n", node, unit_num);
+    return 0;
+}
+
+int dm_get_chipid_from_unit_node(int unit, int node, int *chipid, int *chipid_num)
+{
+    if (unit < 0 || chipid == nullptr || chipid_num == nullptr) {
+        DM_ERROR("input arguments error, unit=%d\r\n", unit);
+        return -2;
+    }
+    chipid_slot_t slot;
+    const int ret = addr_lib_slot_of_node(node, &slot);
+    if (ret != 0) {
+        return ret;
+    }
+    const int unit_num = addr_lib_unit_num(slot);
+    if (unit >= unit_num) {
+        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
+        return -2;
+    }
+    const int per_unit = slot.idnum_per_unit;
+    if (*chipid_num < per_unit) {
+        DM_ERROR("chipid array overflow, size=%d idnum_peer_chip=%d\r\n", *chipid_num, per_unit);
+        return -4;
+    }
+    for (int i = 0; i < per_unit; ++i) {
+        chipid[i] = slot.id[per_unit * unit + i];
+    }
+    *chipid_num = per_unit;
+    DM_VERBOSE("unit=%d node=%#08x chipid num=%d\r\n", unit, node, per_unit);
+    return 0;
+}
+
+int dm_get_node_unit_from_chipid(int chipid, int *node, int *unit)
+{
+    if (chipid < 0 || chipid >= kChipidNum || node == nullptr || unit == nullptr) {
+        DM_ERROR("input arguments error, chipid=%d\r\n", chipid);
+        return -2;
+    }
+    chipid_res_t res;
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        res = chipid_res[chipid];
+    }
+    if (!res.alloc) {
+        DM_WARN("chipid[%d] not alloc\r\n", chipid);
+        return -3;
+    }
+    *node = dm_get_phyid_from_gslot(res.gslot);
+    *unit = res.unit;
+    DM_VERBOSE("chipid=%d node=%#08x unit=%d\r\n", chipid, *node, *unit);
+    return 0;
+}
+
+bool dm_is_local_chipid(int chipid)
+{
+    if (chipid < 0 || chipid >= kChipidNum) {
+        DM_ERROR("input arguments error, chipid=%d\r\n", chipid);
+        return false;
+    }
+    const int my_gslot = dm_get_gslot_from_phyid(dm_get_my_node());
+    chipid_res_t res;
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        res = chipid_res[chipid];
+    }
+    if (!res.alloc) {
+        DM_WARN("chipid[%d] not alloc\r\n", chipid);
+        return false;
+    }
+    const bool local = res.gslot == my_gslot;
+    DM_VERBOSE("chipid=%d local=%d\r\n", chipid, local);
+    return local;
+}
+
+int dm_get_chipid_range_by_dev(int devid, int *chipid, int *chipid_num)
+{
+    if (devid < 0 || chipid == nullptr || chipid_num == nullptr) {
+        DM_ERROR("input arguments error, devid=%d\r\n", devid);
+        return -2;
+    }
+    int num = 0;
+    {
+        dm_read_guard lock(addr_lib_rwlock);
+        for (int c = 0; c < kChipidNum; ++c) {
+            if (chipid_res[c].alloc && dm_get_devid_from_gslot(chipid_res[c].gslot) == devid) {
+                chipid[num++] = c;
+            }
+        }
+    }
+    *chipid_num = num;
+    DM_VERBOSE("devid=%d chipid num=%d\r\n", devid, num);
+    return 0;
+}
+
+int dm_get_system_invalid_chipid(void) { return kSystemInvalidChipid; }
+
+int dm_get_system_reserved_chipid_range(int *lower, int *upper)
+{
+    if (lower == nullptr || upper == nullptr) {
+        DM_ERROR("input arguments error\r\n");
+        return -2;
+    }
+    *lower = kSystemReservedChipid;
+    *upper = kSystemReservedChipid;
+    return 0;
+}
+
+int dm_get_zone_reserved_chipid_range(int *lower, int *upper)
+{
+    if (lower == nullptr || upper == nullptr) {
+        DM_ERROR("input arguments error\r\n");
+        return -2;
+    }
+    *lower = kZoneReservedLower;
+    *upper = kZoneReservedUpper;
+    return 0;
+}

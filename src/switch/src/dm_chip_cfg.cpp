@@ -1,0 +1,219 @@
+// Chip-type configuration table: data message 4, chip questions by chip
+// type and by unit of this card, and the list of a global chip's ports.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "dm_diag.h"
+#include "dm_static_tbl.h"
+#include <dm_lib_pd/dm_card_cfg.h>
+#include <dm_lib_pd/dm_chip_cfg.h>
+#include <dm_lib_pd/dm_chipid.h>
+#include <dm_lib_pd/dm_ids.h>
+#include <dm_lib_pd/dm_port_lookup.h>
+
+namespace {
+
+constexpr int kChipCfgLen = static_cast<int>(sizeof(dp_lib_chip_info_t));
+constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
+// Bits of the chip-ID field of a mod_port_phyid.
+constexpr int kModPortChipidMax = 0xFFFF;
+
+// This card's chip type at `unit`, through its own chip list; 0 or -1 with
+// the error already printed.
+int dm_my_unit_chip_type(int unit, int *chip_type)
+{
+    int *types = nullptr;
+    const int chip_num = dm_get_my_lchips(&types);
+    if (chip_num < 0) {
+        DM_ERROR("Dm_get_my_lchips error(%d)!\n", chip_num);
+        return -1;
+    }
+    // dm_get_my_lchips answers at most 8 units, the size of its array.
+    if (unit < 0 || unit >= chip_num) {
+        std::free(types);
+        DM_ERROR("input arguments error, unit(%d) chip_num(%d).\n", unit, chip_num);
+        return -1;
+    }
+    *chip_type = types[unit];
+    std::free(types);
+    return 0;
+}
+
+// Appends to `list` the mod_port_phyid of every port of `unit` on the card at
+// `node` that the port table knows, in local-port order; returns the count.
+int dm_collect_chip_ports(const dp_lib_card_type_info_t &cfg, int node, int unit, int chipid,
+                          int *list)
+{
+    const int devid = dm_node_devid(node);
+    const int slot = dm_node_lslot(node);
+    int n = 0;
+    for (int l = 0; l < kLportMax; ++l) {
+        if (cfg.lport_unit[l] != unit) {
+            continue;
+        }
+        int chip_unit = 0;
+        int chip_port = 0;
+        if (dm_get_unit_port_from_phyid(dm_slot_lport_phyid(devid, slot, l), &chip_unit, &chip_port) !=
+            0) {
+            DM_WARN("can not find node!\n");
+            continue;
+        }
+        list[n++] = dm_mod_port_phyid(chipid, chip_port);
+    }
+    return n;
+}
+
+}  // namespace
+
+void dp_lib_set_chip_cfg_info(void *data)
+{
+    if (data == nullptr) {
+        DM_ERROR("invalid data!\r\n");
+        return;
+    }
+    int32_t chip_type;
+    std::memcpy(&chip_type, static_cast<const char *>(data) + offsetof(dp_lib_chip_info_t, chip_type),
+                sizeof chip_type);
+    DM_VERBOSE("get chip cfg type = %d.\n", chip_type);
+    // The host's insertion service copies the record and takes the index's
+    // write lock itself; no lock of ours is held around it.
+    int ret = dp_lib_insert_data(data, kChipCfgLen, 0, dm_chip_cfg_root.raw(), chip_type);
+    DM_VERBOSE("ret = %d!\r\n", ret);
+}
+
+int dm_lib_get_chip_info_by_type(int type, dp_lib_chip_info_t *pinfo)
+{
+    DM_VERBOSE("type: %d\r\n", type);
+    int ret = -1;
+    {
+        dm_read_guard guard(dm_chip_cfg_root);
+        const void *rec = dm_chip_cfg_root.find(type);
+        if (rec != nullptr) {
+            std::memcpy(pinfo, rec, sizeof *pinfo);
+            ret = 0;
+        }
+    }
+    DM_VERBOSE("ret:%d\r\n", ret);
+    return ret;
+}
+
+int dm_get_chip_family(int type)
+{
+    DM_VERBOSE("type: %d\n", type);
+    dp_lib_chip_info_t info;
+    if (dm_lib_get_chip_info_by_type(type, &info) != 0) {
+        return -1;
+    }
+    DM_VERBOSE("type: %d, chip_family: %d\n", type, info.chip_family);
+    return info.chip_family;
+}
+
+int dm_get_chip_cmic_port_by_type(int type)
+{
+    DM_VERBOSE("type: %d\n", type);
+    dp_lib_chip_info_t info;
+    if (dm_lib_get_chip_info_by_type(type, &info) != 0) {
+        return -1;
+    }
+    DM_VERBOSE("type: %d, cmic_port: %d\n", type, info.cmic_port);
+    return info.cmic_port;
+}
+
+int dm_get_lchip_family_by_unit(int unit)
+{
+    int chip_type = 0;
+    if (dm_my_unit_chip_type(unit, &chip_type) != 0) {
+        return -1;
+    }
+    const int family = dm_get_chip_family(chip_type);
+    if (family < 0) {
+        DM_ERROR("dm_get_chip_family error, chip_family(%d).\n", family);
+        return -1;
+    }
+    return family;
+}
+
+int dm_get_invalid_port(int unit)
+{
+    const int node_type = dm_get_my_node_type();
+    DM_VERBOSE("my node type = %d!\n", node_type);
+    if (node_type != DM_TYPE_LC && node_type != DM_TYPE_MSC) {
+        DM_WARN("not lc or msc!\n");
+        return 0;
+    }
+    int card_type = 0;
+    if (dm_get_my_card_type(&card_type) != 0) {
+        DM_WARN("invalid !\n");
+        return 0;
+    }
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return 0;
+    }
+    // Bounded by the 8 entries of chip_types as well as by chip_num.
+    if (unit < 0 || unit >= dm_card_unit_count(cfg)) {
+        DM_WARN("can not find unit(%d)!\n", unit);
+        return 0;
+    }
+    const int chip_type = cfg.chip_types[unit];
+    dp_lib_chip_info_t info;
+    if (dm_lib_get_chip_info_by_type(chip_type, &info) != 0) {
+        DM_WARN("can not find chip cfg (%d).\n", chip_type);
+        return 0;
+    }
+    DM_VERBOSE("invalid_port = %d\n", info.invalid_port);
+    return info.invalid_port;
+}
+
+int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
+{
+    if (port_phyids == nullptr || port_num == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    *port_num = 0;
+    // The list is of mod_port_phyids, whose chip-ID field is 16 bits wide: a
+    // larger ID would spill into the form byte, so it is refused here.
+    if (chipid < 0 || chipid > kModPortChipidMax) {
+        DM_WARN("chipid %d does not fit a mod_port_phyid!\n", chipid);
+        return -1;
+    }
+    int node = 0;
+    int unit = 0;
+    int ret = dm_get_node_unit_from_chipid(chipid, &node, &unit);
+    if (ret != 0) {
+        DM_WARN("dm_get_node_unit_from_chipid ret=%d!\n", ret);
+        return -1;
+    }
+    const int card_type = dm_get_dev_phy_type_by_node(node);
+    if (card_type < 0) {
+        DM_WARN("dm_get_dev_phy_type_by_node ret = %d!\n", card_type);
+        return -1;
+    }
+    dp_lib_card_type_info_t cfg;
+    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    if (unit < 0 || unit >= dm_card_unit_count(cfg)) {
+        DM_WARN("unit number %d!\n", unit);
+        return -1;
+    }
+    int *list = static_cast<int *>(std::malloc(kLportMax * sizeof(int)));
+    if (list == nullptr) {
+        *port_phyids = nullptr;
+        DM_WARN("alloc memory fail!\n");
+        return -1;
+    }
+    const int n = dm_collect_chip_ports(cfg, node, unit, chipid, list);
+    // An empty chip is a success with no array to free.
+    if (n == 0) {
+        std::free(list);
+        list = nullptr;
+    }
+    *port_phyids = list;
+    *port_num = n;
+    return 0;
+}

@@ -1,0 +1,139 @@
+// Chip-type records as the application sees them: announced by data
+// message 4, asked by chip type and by unit of this card, and the ports of a
+// global chip listed from the port table.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "dm_test_env.h"
+#include <dm_lib_pd/dm_chip_cfg.h>
+#include <dm_lib_pd/dm_ids.h>
+
+namespace {
+
+constexpr int kCardType = 0x51;
+const int kMyNode = dm_node_make(1, 3);
+
+bool has(const std::string &out, const std::string &what) { return out.find(what) != std::string::npos; }
+
+void send_chip(int type, int family, int invalid_port)
+{
+    dmtest::send(DP_LIB_MSG_CHIP_CFG, dp_lib_chip_info_t{type, family, invalid_port, 128});
+}
+
+// This card, of a card type whose unit u carries chip type 100 + u; lports 0
+// and 1 sit on unit 1, lport 2 on unit 0.
+void this_card(int node_type, int chip_num)
+{
+    dp_lib_card_type_info_t c;
+    std::memset(&c, 0, sizeof c);
+    c.card_type = kCardType;
+    c.chip_num = chip_num;
+    for (int u = 0; u < DP_LIB_CARD_UNIT_MAX; ++u) {
+        c.chip_types[u] = 100 + u;
+    }
+    std::memset(c.lport_unit, -1, sizeof c.lport_unit);
+    c.lport_unit[0] = c.lport_unit[1] = 1;
+    c.lport_unit[2] = 0;
+    dmtest::send(DP_LIB_MSG_CARD_CFG, c);
+    dm_host_set_my_card(kMyNode, 3, kCardType, node_type);
+    dm_host_set_dbg_level(LIB_DBG_WARN);
+}
+
+}  // namespace
+
+TEST(ChipCfg, ByChipTypeAndByUnit)
+{
+    this_card(DM_TYPE_LC, 3);
+    send_chip(100, 5, 0x80);
+    send_chip(101, -2, 0x7F);  // unit 2's chip type 102 is never announced
+    EXPECT_EQ(dm_get_chip_family(100), 5);
+    EXPECT_EQ(dm_get_chip_cmic_port_by_type(101), 128);
+    EXPECT_EQ(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_chip_family(102), -1); }), "");  // quiet miss
+    EXPECT_EQ(dm_get_lchip_family_by_unit(0), 5);
+    EXPECT_EQ(dm_get_invalid_port(1), 0x7F);
+
+    std::string out = dmtest::capture_stdout([] {
+        EXPECT_EQ(dm_get_lchip_family_by_unit(1), -1);
+        EXPECT_EQ(dm_get_lchip_family_by_unit(3), -1);
+        EXPECT_EQ(dm_get_invalid_port(2), 0);
+        EXPECT_EQ(dm_get_invalid_port(3), 0);
+    });
+    EXPECT_TRUE(has(out, "dm_get_chip_family error, chip_family(-2).\n"));
+    EXPECT_TRUE(has(out, "input arguments error, unit(3) chip_num(3).\n"));
+    EXPECT_TRUE(has(out, "can not find chip cfg (102).\n"));
+    EXPECT_TRUE(has(out, "can not find unit(3)!\n"));
+
+    this_card(DM_TYPE_MB, 3);
+    out = dmtest::capture_stdout([] { EXPECT_EQ(dm_get_invalid_port(0), 0); });
+    EXPECT_TRUE(has(out, "not lc or msc!\n"));
+}
+
+// A card type claiming 12 chips describes 8: unit 8 is refused instead of
+// being read past the 8-entry chip-type array.
+TEST(ChipCfg, UnitsStopAtEightWhateverTheCardClaims)
+{
+    this_card(DM_TYPE_MSC, 12);
+    send_chip(107, 9, 0x55);
+    EXPECT_EQ(dm_get_invalid_port(7), 0x55);
+    EXPECT_EQ(dm_get_lchip_family_by_unit(7), 9);
+    std::string out = dmtest::capture_stdout([] {
+        EXPECT_EQ(dm_get_invalid_port(8), 0);
+        EXPECT_EQ(dm_get_lchip_family_by_unit(8), -1);
+    });
+    EXPECT_TRUE(has(out, "can not find unit(8)!\n"));
+    EXPECT_TRUE(has(out, "input arguments error, unit(8) chip_num(8).\n"));
+}
+
+TEST(ChipCfg, PortsOfAGlobalChipInLocalPortOrder)
+{
+    this_card(DM_TYPE_LC, 2);
+    // Chip IDs 0x122, 0x123 and 0x125 for units 0, 1 and 2 of slot 3.
+    struct {
+        addr_lib_sync_head_t head;
+        chipid_slot_t slot;
+    } alloc = {{static_cast<int32_t>(sizeof alloc), ADDR_LIB_BS_SYNC, 1},
+               {CHIPID_VALID, 3, kCardType, 1, 3, {0x122, 0x123, 0x125}}};
+    dm_host_addr_data(&alloc, static_cast<int>(sizeof alloc));
+    for (int lport : {1, 0}) {  // sent out of order
+        dp_lib_port_t p;
+        std::memset(&p, 0, sizeof p);
+        p.ifx = 0x1000 + lport;
+        p.phyid = dm_phyid_make(1, 3, 1, 5 + lport);
+        p.ss_phyid = dm_slot_lport_phyid(1, 3, lport);
+        p.node = kMyNode;
+        p.portid = lport;
+        p.l_chipid = 1;
+        p.g_chipid = 0x123;
+        p.chip_portid = 5 + lport;
+        p.lsm_key = p.ifx;
+        dmtest::send(DP_LIB_MSG_PORT_INFO, p);
+    }
+
+    int *list = nullptr;
+    int num = -1;
+    ASSERT_EQ(dm_get_port_bmp_from_chipid(0x123, &list, &num), 0);
+    ASSERT_EQ(num, 2);
+    EXPECT_EQ(list[0], 0x07012305);
+    EXPECT_EQ(list[1], 0x07012306);
+    std::free(list);
+    // Unit 0 carries lport 2, which the port table does not know.
+    ASSERT_EQ(dm_get_port_bmp_from_chipid(0x122, &list, &num), 0);
+    EXPECT_EQ(num, 0);
+    EXPECT_EQ(list, nullptr);
+
+    // Failures leave the count at 0 and the list untouched.
+    list = reinterpret_cast<int *>(0x1);
+    std::string out = dmtest::capture_stdout([&] {
+        for (int chipid : {0x124, 0x125, 0x10000}) {
+            num = 9;
+            EXPECT_EQ(dm_get_port_bmp_from_chipid(chipid, &list, &num), -1);
+            EXPECT_EQ(num, 0);
+        }
+    });
+    EXPECT_EQ(list, reinterpret_cast<int *>(0x1));
+    EXPECT_TRUE(has(out, "dm_get_node_unit_from_chipid ret="));
+    EXPECT_TRUE(has(out, "unit number 2!\n"));
+    EXPECT_TRUE(has(out, "chipid 65536 does not fit a mod_port_phyid!\n"));
+}

@@ -1,0 +1,275 @@
+// The library as a switch daemon sees it: loaded with dlopen into a process
+// that has the host library, it registers itself, starts its named event
+// thread when initialised, and checks and routes every message it is given.
+#include <dirent.h>
+#include <dlfcn.h>
+
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "dm_test_env.h"
+#include "dp_pd_common.h"
+
+namespace {
+
+void *load_library()
+{
+    void *lib = dlopen(DM_LIB_PATH, RTLD_NOW | RTLD_GLOBAL);
+    EXPECT_NE(lib, nullptr) << dlerror();
+    return lib;
+}
+
+std::vector<std::string> thread_names()
+{
+    std::vector<std::string> names;
+    DIR *d = opendir("/proc/self/task");
+    while (dirent *e = d ? readdir(d) : nullptr) {
+        if (e->d_name[0] == '.') {
+            continue;
+        }
+        std::ifstream comm(std::string("/proc/self/task/") + e->d_name + "/comm");
+        std::string name;
+        std::getline(comm, name);
+        names.push_back(name);
+    }
+    if (d) {
+        closedir(d);
+    }
+    return names;
+}
+
+bool has_thread(const std::string &name)
+{
+    for (const auto &n : thread_names()) {
+        if (n == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<uint8_t> message(int msgid, int module, int len, const void *payload, int payload_len)
+{
+    dp_lib_msg_h_t h = {1, msgid, module, len};
+    std::vector<uint8_t> buf(sizeof h + static_cast<size_t>(payload_len));
+    std::memcpy(buf.data(), &h, sizeof h);
+    if (payload_len > 0) {
+        std::memcpy(buf.data() + sizeof h, payload, static_cast<size_t>(payload_len));
+    }
+    return buf;
+}
+
+std::string send_raw(const std::vector<uint8_t> &buf, int len)
+{
+    return dmtest::capture_stdout([&] { dm_host_send_data(buf.data(), len); });
+}
+
+TEST(Frame, LoadRegistersAndInitStartsTheNamedEventThread)
+{
+    dm_host_set_lib_name("abcdef");
+    EXPECT_FALSE(dm_host_lib_registered());
+    load_library();
+    EXPECT_TRUE(dm_host_lib_registered());
+    EXPECT_FALSE(has_thread("lib_eventpd_abc"));  // no thread before the host initialises
+    dmtest::start_app();
+    for (int i = 0; i < 100 && !has_thread("lib_eventpd_abc"); ++i) {
+        usleep(10000);
+    }
+    EXPECT_TRUE(has_thread("lib_eventpd_abc"));
+}
+
+TEST(Frame, ThreadNameIsCutToFifteenCharacters)
+{
+    dm_host_set_lib_name("twentycharacterslong");
+    load_library();
+    dmtest::start_app();
+    bool found = false;
+    for (int i = 0; i < 100 && !found; ++i) {
+        found = has_thread("lib_eventpd_twe");
+        usleep(found ? 0 : 10000);
+    }
+    EXPECT_TRUE(found);
+}
+
+TEST(Frame, HandlersRegisterOnce)
+{
+    void *lib = load_library();
+    using reg_fn = int (*)(void *);
+    auto reg_event = reinterpret_cast<reg_fn>(dlsym(lib, "dm_reg_dev_event_handler_pd"));
+    auto reg_rpc = reinterpret_cast<reg_fn>(dlsym(lib, "dm_reg_dev_rpc_handler_pd"));
+    ASSERT_TRUE(reg_event && reg_rpc);
+    dm_host_set_dbg_level(LIB_DBG_VERBOSE);
+    std::string out = dmtest::capture_stdout([&] { EXPECT_EQ(reg_event(nullptr), -1); });
+    EXPECT_NE(out.find("msg deal fun not registered\r\n"), std::string::npos);
+    dmtest::start_app();  // registers both
+    out = dmtest::capture_stdout([&] {
+        EXPECT_EQ(reg_event(reinterpret_cast<void *>(&has_thread)), -1);
+        EXPECT_EQ(reg_rpc(reinterpret_cast<void *>(&has_thread)), -1);
+    });
+    EXPECT_NE(out.find("msg deal fun have registered\r\n"), std::string::npos);
+}
+
+TEST(Frame, BatchEndCallsTheHostStepsInOrder)
+{
+    load_library();
+    dm_host_batch_steps_clear();
+    dm_host_batch(SYNC_BATCH_BEGIN);
+    char buf[1024];
+    EXPECT_EQ(dm_host_batch_steps(buf, sizeof buf), 0);
+    dm_host_batch(SYNC_BATCH_OVER);
+    EXPECT_EQ(dm_host_batch_steps(buf, sizeof buf), 10);
+    EXPECT_STREQ(buf,
+                 "dp_lib_role_batch_local\nhotplug_lib_batch_local\ndtm_lib_batch_over_handle\n"
+                 "hotplug_lib_batch_install\naddr_lib_notity_dcm_ready\n"
+                 "dm_card_sub_pre_insert_noti_batch\ndp_lib_role_batch_global\n"
+                 "hotplug_lib_batch_global\nhotplug_lib_batch_dp_complete\n"
+                 "dm_check_ldp_probe_noti_batch\n");
+}
+
+TEST(Frame, DataMessagesAreCheckedBeforeTheyAreRouted)
+{
+    load_library();
+    dm_host_set_dbg_level(LIB_DBG_WARN);
+    const std::vector<uint8_t> empty = message(DP_LIB_MSG_FC_START_CFG_OVER, DP_LIB_MOD_PD, 0, nullptr, 0);
+    EXPECT_NE(send_raw(empty, 15).find("param error!\n"), std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PI, 0, nullptr, 0), 16).find("param error!\n"), std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 4, nullptr, 0), 16).find("param error!\n"), std::string::npos);
+    // Negative lengths on either side are refused, not compared as huge sizes.
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, -1, nullptr, 0), 16).find("param error!\n"), std::string::npos);
+    EXPECT_NE(send_raw(empty, -1).find("param error!\n"), std::string::npos);
+    // A longer buffer is fine; an unknown identifier is reported.
+    const int pad = 0;
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 0, &pad, 4), 20).find("msg 14 is not support!\n"), std::string::npos);
+    // A payload shorter than its handler reads is refused before the handler runs.
+    dp_lib_port_t port = {};
+    const auto short_port = message(DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, 123, &port, 123);
+    EXPECT_NE(send_raw(short_port, static_cast<int>(short_port.size())).find("msg 0 is too short"), std::string::npos);
+}
+
+TEST(Frame, EventsReachTheApplicationOnItsThreadInOrder)
+{
+    load_library();
+    dmtest::start_app();
+    // A 16-byte message with len 0 reaches its handler: each commit raises an event.
+    for (int i = 0; i < 3; ++i) {
+        dm_host_send_msg(DP_LIB_MSG_FC_START_CFG_OVER, nullptr, 0);
+        dm_host_send_msg(DP_LIB_MSG_FC_SAVE_CFG_OVER, nullptr, 0);
+    }
+    const auto got = dmtest::wait_events(6);
+    ASSERT_EQ(got.size(), 6u);
+    for (size_t i = 0; i < got.size(); ++i) {
+        EXPECT_EQ(got[i].msg_id, i % 2 == 0 ? DEV_MSG_FC_START_CFG_OVER : DEV_MSG_FC_SAVE_CFG);
+        EXPECT_TRUE(got[i].data.empty());
+    }
+}
+
+TEST(Frame, EventsWithoutAHandlerAreDropped)
+{
+    load_library();
+    dm_host_set_dbg_level(LIB_DBG_WARN);
+    const std::string out =
+        dmtest::capture_stdout([] { dm_host_send_msg(DP_LIB_MSG_FC_START_CFG_OVER, nullptr, 0); });
+    EXPECT_NE(out.find("event deal function not register\r\n"), std::string::npos);
+    dm_host_run_init();
+    usleep(50000);
+    EXPECT_EQ(dm_host_events_delivered(), 0u);
+}
+
+struct RpcReply {
+    int ack_len = -7;
+    std::vector<uint8_t> buf;
+};
+
+RpcReply port_valid(int node, int lport, uint8_t valid, int module = DP_LIB_MOD_PD, int len = 12)
+{
+    dm_port_valid_t req = {node, lport, valid, {0, 0, 0}};
+    RpcReply r;
+    r.buf = message(DP_LIB_MSG_PORT_VALID, module, len, &req, sizeof req);
+    r.buf.resize(16 + 128);
+    dm_host_send_rpc(r.buf.data(), static_cast<int>(r.buf.size()), &r.ack_len);
+    return r;
+}
+
+int32_t reply_result(const RpcReply &r)
+{
+    int32_t v;
+    std::memcpy(&v, r.buf.data(), sizeof v);
+    return v;
+}
+
+TEST(Frame, PortValidityTravelsToTheApplicationAndBack)
+{
+    load_library();
+    dmtest::start_app();
+    dmtest::set_rpc_reply(0, {0xAA, 0xBB, 0xCC});
+    // The module is not checked on the request-reply path.
+    RpcReply r = port_valid(0x01003000, 5, 1, DP_LIB_MOD_PI);
+    ASSERT_EQ(r.ack_len, 7);
+    EXPECT_EQ(reply_result(r), 0);
+    EXPECT_EQ(r.buf[4], 0xAA);
+    EXPECT_EQ(r.buf[6], 0xCC);
+    const auto reqs = dmtest::rpc_requests();
+    ASSERT_EQ(reqs.size(), 1u);
+    EXPECT_EQ(reqs[0].msg_id, DEV_MSG_PORT_VALID);
+    ASSERT_EQ(reqs[0].data.size(), 12u);
+    dm_port_valid_t seen;
+    std::memcpy(&seen, reqs[0].data.data(), sizeof seen);
+    EXPECT_EQ(seen.node, 0x01003000);
+    EXPECT_EQ(seen.lport, 5);
+    EXPECT_EQ(seen.valid, 1);
+
+    // The application's failure is passed back alone.
+    dmtest::set_rpc_reply(-5, {1, 2});
+    r = port_valid(0x01003000, 5, 0);
+    EXPECT_EQ(r.ack_len, 4);
+    EXPECT_EQ(reply_result(r), -5);
+
+    // A reply longer than the room it was given is refused, not copied.
+    dmtest::set_rpc_reply(0, std::vector<uint8_t>(200, 0x11));
+    r = port_valid(0x01003000, 5, 0);
+    EXPECT_EQ(r.ack_len, 4);
+    EXPECT_EQ(reply_result(r), -1);
+}
+
+TEST(Frame, PortValidityWithoutAnRpcHandlerOrTooShortIsRefused)
+{
+    load_library();
+    RpcReply r = port_valid(0x01003000, 1, 1);
+    EXPECT_EQ(r.ack_len, 4);
+    EXPECT_EQ(reply_result(r), -1);
+
+    // A request whose payload is shorter than 12 bytes is not read.
+    dm_host_set_dbg_level(LIB_DBG_WARN);
+    std::string out = dmtest::capture_stdout([&] { r = port_valid(0x01003000, 1, 1, DP_LIB_MOD_PD, 8); });
+    EXPECT_EQ(r.ack_len, -7);
+    EXPECT_NE(out.find("msg 6 is too short"), std::string::npos);
+}
+
+TEST(Frame, ShowCommandsAndTheDebugOption)
+{
+    load_library();
+    dm_host_set_dbg_level(LIB_DBG_DETAIL);
+    std::string out = dmtest::capture_stdout([] { dm_host_show(DP_LIB_DBG_SHOW_SUBSLOT_INFO); });
+    EXPECT_NE(out.find("recv para: 13\r\n"), std::string::npos);
+    EXPECT_EQ(out.find('\n'), out.size() - 1);  // that line only
+    // The port-conversion level: show 12 prints the next value of the cycle.
+    auto next_level = [] {
+        const std::string s = dmtest::capture_stdout([] { dm_host_show(DP_LIB_FC_DBG_LEVEL); });
+        const auto at = s.find("dm_fc_lib_dbg=");
+        return at == std::string::npos ? -1 : std::atoi(s.c_str() + at + 14);
+    };
+    EXPECT_EQ(next_level(), 0);  // 4 -> 0
+    dm_host_run_dbg_init("fcdbg 12abc");
+    EXPECT_EQ(next_level(), 3);  // 12 -> 13 mod 5
+    dm_host_run_dbg_init("FCDBG 1");
+    dm_host_run_dbg_init("fcdbg4");
+    EXPECT_EQ(next_level(), 4);  // unchanged at 3
+    dm_host_run_dbg_init("fcdbg ");
+    EXPECT_EQ(next_level(), 1);  // nothing after the blank reads as 0
+}
+
+}  // namespace

@@ -1,0 +1,855 @@
+// The call table and the adapter that calls any exported function by name:
+// it turns words into the function's inputs, gives it output storage that
+// shows what it wrote, and turns the outputs into named fields.
+#include "calls.h"
+
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include <dm_lib_pd/dm_lib_pd.h>
+
+namespace dmsim {
+
+namespace {
+
+// Output storage starts with these values, so a value the function did not
+// write shows as "unset".
+constexpr int kUnsetInt = 0x5A5A5A5A;
+constexpr unsigned char kUnsetByte = 0xA5;
+// Caller arrays and buffers are never larger than this.
+constexpr long long kMaxEntries = 65536;
+
+void *g_event_handler = nullptr;
+void *g_rpc_handler = nullptr;
+
+enum class PKind {
+    In,        // int or IFINDEX input
+    IntOut,    // int*: scalar, in/out count or caller array
+    BoolOut,   // bool*
+    PortRec,   // dm_port_t*
+    LportRec,  // dp_lib_lport_t*
+    CardRec,   // dp_lib_card_type_info_t*
+    AllocArr,  // dm_chipid_alloc_t* caller array
+    LibInts,   // int** allocated by the library
+    LibCfgs,   // dm_convert_cfg_t** allocated by the library
+    CharBuf,   // char* buffer of a given size
+    EventFn,   // dev_event_handler
+    RpcFn,     // dev_rpc_handler
+};
+
+template <class T>
+constexpr PKind kind_of()
+{
+    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, unsigned int>) {
+        return PKind::In;
+    } else if constexpr (std::is_same_v<T, int *>) {
+        return PKind::IntOut;
+    } else if constexpr (std::is_same_v<T, bool *>) {
+        return PKind::BoolOut;
+    } else if constexpr (std::is_same_v<T, dm_port_t *>) {
+        return PKind::PortRec;
+    } else if constexpr (std::is_same_v<T, dp_lib_lport_t *>) {
+        return PKind::LportRec;
+    } else if constexpr (std::is_same_v<T, dp_lib_card_type_info_t *>) {
+        return PKind::CardRec;
+    } else if constexpr (std::is_same_v<T, dm_chipid_alloc_t *>) {
+        return PKind::AllocArr;
+    } else if constexpr (std::is_same_v<T, int **>) {
+        return PKind::LibInts;
+    } else if constexpr (std::is_same_v<T, dm_convert_cfg_t **>) {
+        return PKind::LibCfgs;
+    } else if constexpr (std::is_same_v<T, char *>) {
+        return PKind::CharBuf;
+    } else if constexpr (std::is_same_v<T, dev_event_handler>) {
+        return PKind::EventFn;
+    } else {
+        static_assert(std::is_same_v<T, dev_rpc_handler>, "parameter type without an adapter");
+        return PKind::RpcFn;
+    }
+}
+
+size_t record_size(PKind k)
+{
+    switch (k) {
+    case PKind::BoolOut:
+        return 1;
+    case PKind::PortRec:
+        return sizeof(dm_port_t);
+    case PKind::LportRec:
+        return sizeof(dp_lib_lport_t);
+    case PKind::CardRec:
+        return sizeof(dp_lib_card_type_info_t);
+    case PKind::AllocArr:
+        return sizeof(dm_chipid_alloc_t);
+    default:
+        return 1;
+    }
+}
+
+bool is_input(PKind k) { return k == PKind::In || k == PKind::EventFn || k == PKind::RpcFn; }
+
+// One parameter spec of the table, taken apart.
+struct Spec {
+    std::string name;
+    bool has_default = false;  // "name=N"
+    int def = 0;
+    bool bracket = false;      // "name[N/cnt]" or "name[cnt]"
+    long long size = 0;
+    std::string cnt;
+};
+
+Spec parse_spec(const char *text)
+{
+    Spec s;
+    std::string t = text;
+    size_t eq = t.find('=');
+    size_t br = t.find('[');
+    if (eq != std::string::npos) {
+        s.name = t.substr(0, eq);
+        s.has_default = true;
+        s.def = std::atoi(t.c_str() + eq + 1);
+    } else if (br != std::string::npos) {
+        s.name = t.substr(0, br);
+        s.bracket = true;
+        std::string inner = t.substr(br + 1, t.size() - br - 2);
+        size_t slash = inner.find('/');
+        if (slash != std::string::npos) {
+            s.size = std::atoll(inner.substr(0, slash).c_str());
+            s.cnt = inner.substr(slash + 1);
+        } else {
+            s.cnt = inner;
+        }
+    } else {
+        s.name = t;
+    }
+    return s;
+}
+
+// Storage of one parameter for one call.
+struct Slot {
+    PKind kind = PKind::In;
+    Spec spec;
+    long long in = 0;   // input value; 1 selects the application's handler
+    bool given = false; // an input or count was given by the caller
+    bool null = false;  // pass a null pointer
+    std::vector<int> ints;
+    std::vector<unsigned char> bytes;
+    int *lib_ints = nullptr;
+    dm_convert_cfg_t *lib_cfgs = nullptr;
+};
+
+template <class T>
+T pass(Slot &s)
+{
+    constexpr PKind k = kind_of<T>();
+    if constexpr (k == PKind::In) {
+        return static_cast<T>(s.in);
+    } else if constexpr (k == PKind::EventFn || k == PKind::RpcFn) {
+        return s.in != 0 ? reinterpret_cast<T>(k == PKind::EventFn ? g_event_handler : g_rpc_handler) : nullptr;
+    } else if constexpr (k == PKind::IntOut) {
+        return s.null ? nullptr : s.ints.data();
+    } else if constexpr (k == PKind::LibInts) {
+        return s.null ? nullptr : &s.lib_ints;
+    } else if constexpr (k == PKind::LibCfgs) {
+        return s.null ? nullptr : &s.lib_cfgs;
+    } else {
+        return s.null ? nullptr : reinterpret_cast<T>(s.bytes.data());
+    }
+}
+
+// The entries of a caller array, as far as its storage goes.
+size_t capacity(const Slot &s)
+{
+    if (s.kind == PKind::IntOut) {
+        return s.ints.size();
+    }
+    return s.bytes.size() / record_size(s.kind);
+}
+
+int slot_index(const std::vector<Slot> &slots, const std::string &name)
+{
+    for (size_t i = 0; i < slots.size(); ++i) {
+        if (slots[i].spec.name == name) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+// Reads the words into the slots: inputs from positional words, counts and
+// nulls from options; then sizes the output storage.
+bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args, std::vector<Slot> &slots,
+             std::string *err)
+{
+    if (e.params.size() != n) {
+        *err = "call table entry of " + std::string(e.name) + " does not match its declaration";
+        return false;
+    }
+    size_t required = 0;
+    size_t inputs = 0;
+    for (size_t i = 0; i < n; ++i) {
+        slots[i].kind = kinds[i];
+        slots[i].spec = parse_spec(e.params[i]);
+        slots[i].in = slots[i].spec.def;
+        if (is_input(kinds[i])) {
+            ++inputs;
+            required += slots[i].spec.has_default ? 0 : 1;
+        }
+    }
+    if (args.pos.size() < required || args.pos.size() > inputs) {
+        *err = "usage: " + call_usage(e);
+        return false;
+    }
+    size_t next = 0;
+    for (size_t i = 0; i < n; ++i) {
+        Slot &s = slots[i];
+        if (!is_input(s.kind)) {
+            continue;
+        }
+        if (next >= args.pos.size()) {
+            continue;
+        }
+        const std::string &w = args.pos[next++];
+        s.given = true;
+        if (s.kind != PKind::In) {
+            if (w != "app" && w != "null") {
+                *err = s.spec.name + " is a handler: app or null";
+                return false;
+            }
+            s.in = w == "app" ? 1 : 0;
+            continue;
+        }
+        int v = 0;
+        if (!parse_int(w, &v, err)) {
+            return false;
+        }
+        s.in = v;
+    }
+    for (const auto &o : args.opts) {
+        int i = slot_index(slots, o.first);
+        if (i < 0) {
+            *err = "no parameter named '" + o.first + "'; usage: " + call_usage(e);
+            return false;
+        }
+        Slot &s = slots[i];
+        if (o.second == "null" && !is_input(s.kind)) {
+            s.null = true;
+            continue;
+        }
+        if (s.kind != PKind::In && !(s.kind == PKind::IntOut && s.spec.has_default)) {
+            *err = o.first + "= takes only null";
+            return false;
+        }
+        int v = 0;
+        if (!parse_int(o.second, &v, err)) {
+            return false;
+        }
+        s.in = v;
+        s.given = true;
+    }
+    for (Slot &s : slots) {
+        size_t rec = record_size(s.kind);
+        long long entries = 1;
+        if (s.spec.bracket && (s.kind == PKind::IntOut || s.kind == PKind::AllocArr)) {
+            entries = s.spec.size;
+            int tie = slot_index(slots, s.spec.cnt);
+            if (tie >= 0 && slots[tie].spec.has_default && slots[tie].in > entries) {
+                entries = slots[tie].in;
+            }
+            if (entries > kMaxEntries) {
+                *err = "arrays are limited to " + std::to_string(kMaxEntries) + " entries here";
+                return false;
+            }
+        }
+        switch (s.kind) {
+        case PKind::IntOut:
+            s.ints.assign(static_cast<size_t>(entries), kUnsetInt);
+            if (s.spec.has_default) {
+                s.ints[0] = static_cast<int>(s.in);
+            }
+            break;
+        case PKind::BoolOut:
+        case PKind::PortRec:
+        case PKind::LportRec:
+        case PKind::CardRec:
+        case PKind::AllocArr:
+            s.bytes.assign(rec * static_cast<size_t>(entries), kUnsetByte);
+            break;
+        case PKind::CharBuf: {
+            int len = slot_index(slots, s.spec.cnt) >= 0 ? static_cast<int>(slots[slot_index(slots, s.spec.cnt)].in) : 0;
+            if (len > kMaxEntries) {
+                *err = "buffers are limited to " + std::to_string(kMaxEntries) + " bytes here";
+                return false;
+            }
+            // Exactly the size the function is told, so that a write past it
+            // shows under the sanitizers; at least one byte to look at.
+            s.bytes.assign(static_cast<size_t>(len > 0 ? len : 1), kUnsetByte);
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    return true;
+}
+
+std::string title_of(const CallEntry &e, const std::vector<Slot> &slots)
+{
+    std::string t = std::string(e.name) + "(";
+    bool first = true;
+    for (const Slot &s : slots) {
+        std::string part;
+        if (s.kind == PKind::In) {
+            if (s.spec.has_default && !s.given) {
+                continue;  // a default the caller did not change
+            }
+            part = format_int(static_cast<int>(s.in), fmt_for_name(s.spec.name));
+        } else if (s.kind == PKind::EventFn || s.kind == PKind::RpcFn) {
+            part = s.in != 0 ? "app" : "null";
+        } else if (s.null) {
+            part = s.spec.name + "=null";
+        } else if (s.kind == PKind::IntOut && s.spec.has_default && s.given) {
+            part = s.spec.name + "=" + std::to_string(s.in);
+        } else {
+            continue;
+        }
+        t += (first ? "" : ", ") + part;
+        first = false;
+    }
+    return t + ")";
+}
+
+// "dm_get_poe_support_port card_type [port_num=256] -> ret port[] port_num"
+std::string describe(const CallEntry &e, const PKind *kinds, size_t n, bool has_ret)
+{
+    std::string ins;
+    std::string outs = has_ret ? " ret" : "";
+    for (size_t i = 0; i < n; ++i) {
+        Spec s = parse_spec(e.params[i]);
+        if (is_input(kinds[i])) {
+            std::string what = kinds[i] == PKind::In ? s.name : s.name + "(app|null)";
+            ins += s.has_default ? " [" + what + "=" + std::to_string(s.def) + "]" : " " + what;
+        } else if (s.has_default) {
+            ins += " [" + s.name + "=" + std::to_string(s.def) + "]";
+            outs += " " + s.name;
+        } else {
+            bool array = s.bracket && kinds[i] != PKind::CharBuf;
+            outs += " " + s.name + (array ? "[]" : "");
+        }
+    }
+    return std::string(e.name) + ins + (outs.empty() ? "" : " ->" + outs);
+}
+
+// How many entries of an array to print, from its spec's count.
+long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret, int depth = 0)
+{
+    const Slot &s = slots[i];
+    const std::string &cnt = s.spec.cnt;
+    long long c = 0;
+    if (cnt == "ret") {
+        c = has_ret ? ret : 0;
+    } else if (!cnt.empty() && (std::isdigit(static_cast<unsigned char>(cnt[0])))) {
+        c = std::atoll(cnt.c_str());
+    } else if (!cnt.empty() && cnt[0] == '+' && depth == 0) {
+        int j = slot_index(slots, cnt.substr(1));
+        if (j >= 0 && !slots[j].null) {
+            long long m = printed_count(slots, static_cast<size_t>(j), has_ret, ret, depth + 1);
+            for (long long k = 0; k < m; ++k) {
+                int v = slots[j].ints[static_cast<size_t>(k)];
+                c += (v != kUnsetInt && v > 0) ? v : 0;
+            }
+        }
+    } else {
+        int j = slot_index(slots, cnt);
+        if (j >= 0) {
+            const Slot &t = slots[j];
+            if (t.kind == PKind::In) {
+                c = t.in;
+            } else if (t.kind == PKind::IntOut && !t.null && t.ints[0] != kUnsetInt) {
+                c = t.ints[0];
+            }
+        }
+    }
+    if (c < 0) {
+        c = 0;
+    }
+    if (s.spec.size > 0 && c > s.spec.size && (s.kind == PKind::LibInts || s.kind == PKind::LibCfgs)) {
+        c = s.spec.size;
+    }
+    if ((s.kind == PKind::IntOut || s.kind == PKind::AllocArr) && c > static_cast<long long>(capacity(s))) {
+        c = static_cast<long long>(capacity(s));
+    }
+    return c;
+}
+
+bool all_unset(const std::vector<unsigned char> &bytes)
+{
+    for (unsigned char b : bytes) {
+        if (b != kUnsetByte) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void add_split(Result *out, const std::string &g, const dp_lib_port_split_info_t &s)
+{
+    int modes = s.split_mode_num <= DP_LIB_SPLIT_MODE_MAX ? s.split_mode_num : DP_LIB_SPLIT_MODE_MAX;
+    std::vector<int> ids;
+    std::vector<int> nums;
+    int children = 0;
+    for (int i = 0; i < modes; ++i) {
+        ids.push_back(s.split_mode_id[i]);
+        nums.push_back(s.split_mode_port_num[i]);
+        children += s.split_mode_port_num[i];
+    }
+    if (children > DP_LIB_SPLIT_CHILD_MAX) {
+        children = DP_LIB_SPLIT_CHILD_MAX;
+    }
+    std::vector<int> lports(s.child_port_lport, s.child_port_lport + children);
+    out->add_int(g + ".split_mode_num", s.split_mode_num, Fmt::Dec);
+    out->add_int(g + ".def_split_mode", s.def_split_mode, Fmt::Dec);
+    out->add_list(g + ".split_mode_id", ids, Fmt::Dec);
+    out->add_list(g + ".split_mode_port_num", nums, Fmt::Dec);
+    out->add_list(g + ".child_port_lport", lports, Fmt::Dec);
+}
+
+void add_port_rec(Result *out, const std::string &g, const dm_port_t &p)
+{
+    out->add_int(g + ".ifx", p.ifx, Fmt::Hex);
+    out->add_int(g + ".phyid", p.phyid, Fmt::Hex);
+    out->add_int(g + ".node", p.node, Fmt::Hex);
+    out->add_int(g + ".devid", p.devid, Fmt::Dec);
+    out->add_int(g + ".slotid", p.slotid, Fmt::Dec);
+    out->add_int(g + ".subslotid", p.subslotid, Fmt::Dec);
+    out->add_int(g + ".portid", p.portid, Fmt::Dec);
+    out->add_int(g + ".g_chipid", p.g_chipid, Fmt::Dec);
+    out->add_int(g + ".l_chipid", p.l_chipid, Fmt::Dec);
+    out->add_int(g + ".chip_portid", p.chip_portid, Fmt::Dec);
+}
+
+void add_lport_rec(Result *out, const std::string &g, const dp_lib_lport_t &p)
+{
+    out->add_int(g + ".lport_phyid", p.lport_phyid, Fmt::Hex);
+    out->add_int(g + ".lport", p.lport, Fmt::Dec);
+    out->add_int(g + ".medium_type", p.medium_type, Fmt::Dec);
+    out->add_int(g + ".type", p.type, Fmt::Dec);
+    out->add_int(g + ".is_parent", p.is_parent, Fmt::Bool);
+    if (p.is_parent != 0) {
+        add_split(out, g, p.split_info);
+    }
+}
+
+void add_card_rec(Result *out, const std::string &g, const dp_lib_card_type_info_t &c)
+{
+    out->add_int(g + ".card_type", c.card_type, Fmt::Dec);
+    out->add_str(g + ".name", std::string(c.name, strnlen(c.name, sizeof c.name)));
+    out->add_int(g + ".port_num", c.port_num, Fmt::Dec);
+    out->add_int(g + ".chip_num", c.chip_num, Fmt::Dec);
+    out->add_list(g + ".chip_types", std::vector<int>(c.chip_types, c.chip_types + DP_LIB_CARD_UNIT_MAX), Fmt::Dec);
+    out->add_int(g + ".poe_support", c.poe_support, Fmt::Bool);
+    out->add_int(g + ".node_type", c.node_type, Fmt::Dec);
+    std::vector<int> lports;
+    std::vector<int> units;
+    std::vector<int> cports;
+    std::vector<int> poe;
+    for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
+        if (c.lport_unit[l] >= 0) {
+            lports.push_back(l);
+            units.push_back(c.lport_unit[l]);
+            cports.push_back(c.chip_port[l]);
+        }
+        if (c.lport_poe_support[l] != 0) {
+            poe.push_back(l);
+        }
+    }
+    out->add_list(g + ".lports", lports, Fmt::Dec);
+    out->add_list(g + ".units", units, Fmt::Dec);
+    out->add_list(g + ".cports", cports, Fmt::Dec);
+    out->add_list(g + ".poe_lports", poe, Fmt::Dec);
+    out->add_list(g + ".chip_cport_max",
+                  std::vector<int>(c.chip_cport_max, c.chip_cport_max + DP_LIB_CARD_UNIT_MAX), Fmt::Dec);
+    std::vector<int> major;
+    std::vector<int> first;
+    std::vector<int> last;
+    for (const dp_lib_relate_port_t &r : c.relate_port) {
+        if (r.major_port != 0 || r.child_lport_start != 0 || r.child_lport_end != 0) {
+            major.push_back(r.major_port);
+            first.push_back(r.child_lport_start);
+            last.push_back(r.child_lport_end);
+        }
+    }
+    if (!major.empty()) {
+        out->add_list(g + ".relate_major", major, Fmt::Dec);
+        out->add_list(g + ".relate_first", first, Fmt::Dec);
+        out->add_list(g + ".relate_last", last, Fmt::Dec);
+    }
+}
+
+// Fills the result with the outputs, in parameter order.
+void collect(const std::vector<Slot> &slots, bool has_ret, int ret, Result *out)
+{
+    for (size_t i = 0; i < slots.size(); ++i) {
+        const Slot &s = slots[i];
+        const std::string &name = s.spec.name;
+        if (is_input(s.kind) || s.null) {
+            continue;
+        }
+        switch (s.kind) {
+        case PKind::IntOut:
+            if (s.spec.bracket) {
+                long long c = printed_count(slots, i, has_ret, ret);
+                out->add_list(name, std::vector<int>(s.ints.begin(), s.ints.begin() + c), fmt_for_name(name));
+            } else if (s.ints[0] == kUnsetInt) {
+                out->add_unset(name);
+            } else {
+                out->add_int(name, s.ints[0], fmt_for_name(name));
+            }
+            break;
+        case PKind::BoolOut:
+            if (s.bytes[0] == kUnsetByte) {
+                out->add_unset(name);
+            } else {
+                out->add_int(name, s.bytes[0], Fmt::Bool);
+            }
+            break;
+        case PKind::PortRec:
+        case PKind::LportRec:
+        case PKind::CardRec:
+            if (all_unset(s.bytes)) {
+                out->add_unset(name);
+            } else if (s.kind == PKind::PortRec) {
+                dm_port_t p;
+                std::memcpy(&p, s.bytes.data(), sizeof p);
+                add_port_rec(out, name, p);
+            } else if (s.kind == PKind::LportRec) {
+                dp_lib_lport_t p;
+                std::memcpy(&p, s.bytes.data(), sizeof p);
+                add_lport_rec(out, name, p);
+            } else {
+                auto c = std::make_unique<dp_lib_card_type_info_t>();
+                std::memcpy(c.get(), s.bytes.data(), sizeof *c);
+                add_card_rec(out, name, *c);
+            }
+            break;
+        case PKind::AllocArr: {
+            long long c = printed_count(slots, i, has_ret, ret);
+            std::vector<int> ids;
+            std::vector<int> nodes;
+            std::vector<int> units;
+            for (long long k = 0; k < c; ++k) {
+                dm_chipid_alloc_t a;
+                std::memcpy(&a, s.bytes.data() + k * sizeof a, sizeof a);
+                ids.push_back(a.chipid);
+                nodes.push_back(a.node);
+                units.push_back(a.unit);
+            }
+            out->add_list(name + ".chipid", ids, Fmt::Dec);
+            out->add_list(name + ".node", nodes, Fmt::Hex);
+            out->add_list(name + ".unit", units, Fmt::Dec);
+            break;
+        }
+        case PKind::LibInts:
+            if (s.lib_ints == nullptr) {
+                out->add_null(name);
+            } else {
+                long long c = printed_count(slots, i, has_ret, ret);
+                out->add_list(name, std::vector<int>(s.lib_ints, s.lib_ints + c), fmt_for_name(name));
+            }
+            break;
+        case PKind::LibCfgs:
+            if (s.lib_cfgs == nullptr) {
+                out->add_null(name);
+            } else {
+                long long c = printed_count(slots, i, has_ret, ret);
+                std::vector<int> phyids;
+                std::vector<int> types;
+                for (long long k = 0; k < c; ++k) {
+                    phyids.push_back(s.lib_cfgs[k].phyid);
+                    types.push_back(s.lib_cfgs[k].type);
+                }
+                out->add_list(name + ".phyid", phyids, Fmt::Hex);
+                out->add_list(name + ".type", types, Fmt::Dec);
+            }
+            break;
+        case PKind::CharBuf: {
+            const char *b = reinterpret_cast<const char *>(s.bytes.data());
+            size_t len = strnlen(b, s.bytes.size());
+            if (all_unset(s.bytes)) {
+                out->add_unset(name);
+            } else if (len == s.bytes.size()) {
+                out->add_str(name, std::string(b, len) + "...(not terminated)");
+            } else {
+                out->add_str(name, std::string(b, len));
+            }
+            break;
+        }
+        default:
+            break;
+        }
+    }
+}
+
+// Arrays the library allocated are the caller's to free.
+void release(std::vector<Slot> &slots)
+{
+    for (Slot &s : slots) {
+        std::free(s.lib_ints);
+        std::free(s.lib_cfgs);
+        s.lib_ints = nullptr;
+        s.lib_cfgs = nullptr;
+    }
+}
+
+template <class Sig>
+struct Adapter;
+
+template <class R, class... A>
+struct Adapter<R(A...)> {
+    static constexpr size_t arity = sizeof...(A);
+
+    template <size_t... I>
+    static R call(R (*fn)(A...), std::vector<Slot> &slots, std::index_sequence<I...>)
+    {
+        return fn(pass<A>(slots[I])...);
+    }
+
+    static std::string usage(const CallEntry &e)
+    {
+        const std::array<PKind, sizeof...(A) + 1> kinds = {kind_of<A>()..., PKind::In};
+        return describe(e, kinds.data(), sizeof...(A), !std::is_void_v<R>);
+    }
+
+    static bool invoke(void *sym, const CallEntry &e, const Args &args, Result *out, std::string *err)
+    {
+        const std::array<PKind, sizeof...(A) + 1> kinds = {kind_of<A>()..., PKind::In};
+        std::vector<Slot> slots(sizeof...(A));
+        if (!prepare(e, kinds.data(), sizeof...(A), args, slots, err)) {
+            return false;
+        }
+        auto fn = reinterpret_cast<R (*)(A...)>(sym);
+        out->clear();
+        out->title = title_of(e, slots);
+        bool has_ret = false;
+        int ret = 0;
+        std::fflush(stdout);  // the function's own output comes after ours so far
+        if constexpr (std::is_void_v<R>) {
+            call(fn, slots, std::index_sequence_for<A...>{});
+        } else {
+            R r = call(fn, slots, std::index_sequence_for<A...>{});
+            has_ret = true;
+            ret = static_cast<int>(r);
+            out->add_int("ret", ret, std::is_same_v<R, bool> ? Fmt::Bool : fmt_for_name(e.ret));
+        }
+        std::fflush(stdout);
+        collect(slots, has_ret, ret, out);
+        release(slots);
+        return true;
+    }
+};
+
+template <class Sig>
+constexpr size_t arity_of = Adapter<Sig>::arity;
+
+#define DM_CALL(fn, family, ret, ...)                                                          \
+    CallEntry                                                                                  \
+    {                                                                                          \
+        #fn, family, ret, {__VA_ARGS__}, &Adapter<decltype(fn)>::invoke,                       \
+            &Adapter<decltype(fn)>::usage, arity_of<decltype(fn)>                              \
+    }
+
+std::vector<void *> &symbols()
+{
+    static std::vector<void *> syms;
+    return syms;
+}
+
+}  // namespace
+
+const std::vector<CallEntry> &call_table()
+{
+    static const std::vector<CallEntry> table = {
+        // Event and RPC handler registration.
+        DM_CALL(dm_reg_dev_event_handler_pd, "event", "ret", "func"),
+        DM_CALL(dm_reg_dev_rpc_handler_pd, "event", "ret", "func"),
+        // Port lookups.
+        DM_CALL(dm_get_pinfo_by_ifx, "port", "ret", "ifx", "pinfo"),
+        DM_CALL(dm_port_is_on_local_switch, "port", "ret", "ifindex"),
+        DM_CALL(dm_get_phyid_from_ifx, "port", "ret", "ifx", "phyid"),
+        DM_CALL(dm_get_chipid_port_from_phyid, "port", "ret", "phyid", "chipid", "port"),
+        DM_CALL(dm_get_pinfo_by_phyid, "port", "ret", "phyid", "pinfo"),
+        DM_CALL(dm_get_subcard_node_by_phyid, "port", "ret", "phyid", "subcard_node"),
+        DM_CALL(dm_get_ifindex_from_phyid, "port", "ret", "phyid", "ifindex"),
+        DM_CALL(dm_get_unit_port_from_phyid, "port", "ret", "phyid", "unit", "port"),
+        DM_CALL(dm_get_node_lport_from_phyid, "port", "ret", "phyid", "node", "lport"),
+        DM_CALL(dm_get_sub_node_from_port_phyid, "port", "ret", "port_phyid", "node"),
+        DM_CALL(dm_get_port_medium_switch, "port", "ret", "phyid", "medium_switch"),
+        DM_CALL(dm_get_port_medium_type, "port", "ret", "phyid", "medium_type"),
+        DM_CALL(dm_get_port_type, "port", "ret", "phyid", "eth_type"),
+        DM_CALL(dm_port_is_on_local_device, "port", "ret", "phyid"),
+        DM_CALL(dm_get_card_port_num, "port", "ret", "node"),
+        DM_CALL(dm_get_phyid_by_slot_unit_port, "port", "ret", "devid", "slot", "unit", "port", "phyid"),
+        DM_CALL(dm_get_phyid_by_slot_lport, "port", "ret", "devid", "slot", "lport", "phyid"),
+        DM_CALL(dm_is_llcb_type_support, "port", "ret", "llcb_type"),
+        // Split ports.
+        DM_CALL(dm_local_get_child_unit_port_by_spe_mode, "split", "ret", "lport", "mode", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_local_get_child_unit_port_from_lport, "split", "ret", "lport", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_local_get_child_unit_port_with_all_mode, "split", "ret", "lport", "unit", "mode_id[4/ret]",
+                "child_port[32/+port_num]", "port_num[4/ret]"),
+        DM_CALL(dm_get_child_unit_port_by_spe_mode, "split", "ret", "node", "lport", "mode", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_get_child_unit_port_from_node_lport, "split", "ret", "node", "lport", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_get_child_unit_port_with_all_mode, "split", "ret", "node", "lport", "unit", "mode_id[4/ret]",
+                "port_num[4/ret]", "child_port[32/+port_num]"),
+        DM_CALL(dm_get_child_unit_port_by_spe_mode_gms, "split", "ret", "node", "lport", "mode", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_get_child_unit_port_from_node_lport_gms, "split", "ret", "node", "lport", "unit",
+                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_get_child_unit_port_with_all_mode_gms, "split", "ret", "node", "lport", "unit",
+                "mode_id[4/ret]", "port_num[4/ret]", "child_port[32/+port_num]"),
+        // Management ports.
+        DM_CALL(dm_get_devid_from_phy_mgmt_ifx, "mgmt", "ret", "ifx"),
+        DM_CALL(dm_get_devid_lport_from_phy_mgmt_ifx, "mgmt", "ret", "ifx", "devid", "lport"),
+        DM_CALL(dm_phyid_is_phy_mgmt_phyid, "mgmt", "ret", "phyid"),
+        DM_CALL(dm_get_node_from_phy_mgmt_phyid, "mgmt", "node", "phyid"),
+        DM_CALL(dm_get_phy_mgmt_phyid_from_dev_slot, "mgmt", "phyid", "dev_id", "slot_id"),
+        DM_CALL(dm_get_phy_mgmt_phyid_from_dev_slot_lport, "mgmt", "phyid", "dev_id", "slot_id", "lport"),
+        DM_CALL(dm_get_dev_slot_from_phy_mgmt_phyid, "mgmt", "ret", "phyid", "dev_id", "slot_id"),
+        DM_CALL(dm_get_dev_slot_lport_from_phy_mgmt_phyid, "mgmt", "ret", "phyid", "dev_id", "slot_id", "lport"),
+        DM_CALL(dm_get_phyid_list_from_phy_mgmt_ifx, "mgmt", "ret", "ifx", "phyid[4/num]", "num=4"),
+        DM_CALL(dm_get_phyid_from_phy_mgmt_ifx, "mgmt", "ret", "ifx", "phyid[4/num]", "num=4"),
+        DM_CALL(dm_lib_show_phy_mgmt_ifx, "mgmt", "ret", "dev_id"),
+        DM_CALL(dm_lib_show_all_phy_mgmt_ifx, "mgmt", "ret"),
+        DM_CALL(dm_lib_test_phy_mgmt_ifx_intf, "mgmt", "ret"),
+        DM_CALL(utest_dm_get_phyid, "mgmt", "ret", "ifx"),
+        // Pre-installed cards.
+        DM_CALL(dm_get_pre_inst_by_phyid, "pre_inst", "ret", "phyid", "is_pre_inst"),
+        // Card and slot port numbers.
+        DM_CALL(dm_get_min_port_num, "port_num", "ret", "devno", "slotid", "min_port"),
+        DM_CALL(dm_get_max_port_num, "port_num", "ret", "devno", "slotid", "max_port"),
+        DM_CALL(dm_get_local_card_max_port, "port_num", "ret", "slot", "sub_slot", "max_port"),
+        DM_CALL(dm_local_check_slot_lport, "port_num", "ret", "slot", "lport"),
+        DM_CALL(dm_get_dev_type_from_port_phyid, "port_num", "ret", "port_phyid", "lc_type"),
+        DM_CALL(dm_get_poe_support_by_phyid, "port_num", "ret", "phyid", "poe_support"),
+        DM_CALL(dm_get_chip_cmic_port, "port_num", "ret", "chipid"),
+        // Card types.
+        DM_CALL(dm_lib_get_card_cfg_by_type, "card_cfg", "ret", "type", "pinfo"),
+        DM_CALL(dm_get_card_port_num_by_type, "card_cfg", "ret", "type"),
+        DM_CALL(dm_get_switch_chip_num_by_card_type, "card_cfg", "ret", "card_type"),
+        DM_CALL(dm_get_poe_support_by_card_type, "card_cfg", "ret", "card_type", "poe_support"),
+        DM_CALL(dm_get_poe_support_port, "card_cfg", "ret", "card_type", "port[256/port_num]", "port_num=256"),
+        DM_CALL(dm_get_chip_type_by_card_type, "card_cfg", "ret", "card_type", "chip_type[8/8]", "chip_num"),
+        DM_CALL(dm_get_card_name_by_type, "card_cfg", "ret", "card_type", "name[len]", "len=32"),
+        DM_CALL(dm_get_max_port_by_unit, "card_cfg", "ret", "unit"),
+        DM_CALL(dm_get_my_lchips, "card_cfg", "ret", "units[8/8]"),
+        // Chip types.
+        DM_CALL(dm_get_chip_family, "chip_cfg", "ret", "type"),
+        DM_CALL(dm_get_chip_cmic_port_by_type, "chip_cfg", "ret", "type"),
+        DM_CALL(dm_get_lchip_family_by_unit, "chip_cfg", "ret", "unit"),
+        DM_CALL(dm_get_invalid_port, "chip_cfg", "ret", "unit"),
+        DM_CALL(dm_get_port_bmp_from_chipid, "chip_cfg", "ret", "chipid", "port_phyids[256/port_num]", "port_num"),
+        // This card's local ports.
+        DM_CALL(dm_get_my_lport_num, "local_port", "ret"),
+        DM_CALL(dm_get_my_lport_num_by_sub_slot, "local_port", "ret", "sub_slot", "port_num"),
+        DM_CALL(dm_get_my_card_multi_lport, "local_port", "ret", "lport[256/num]", "num=256"),
+        DM_CALL(dm_local_get_slot_lport_from_unit_port, "local_port", "ret", "unit", "port", "slot", "lport"),
+        DM_CALL(dm_local_get_unit_port_from_slot_lport, "local_port", "ret", "slot", "lport", "unit", "port"),
+        DM_CALL(dm_local_get_pinfo_by_lport_phyid, "local_port", "ret", "lport_phyid", "info"),
+        DM_CALL(dm_show_all_local_port, "local_port", "ret"),
+        // Local phyids.
+        DM_CALL(dm_phyid_is_global, "lphyid", "ret", "phyid", "is_global"),
+        DM_CALL(dm_get_lphyid_from_phyid, "lphyid", "lphyid", "phyid"),
+        DM_CALL(dm_get_phyid_from_lphyid, "lphyid", "phyid", "lphyid"),
+        DM_CALL(dm_get_lphyid_from_unit_port, "lphyid", "lphyid", "unit", "port"),
+        DM_CALL(dm_get_unit_port_from_lphyid, "lphyid", "ret", "lphyid", "unit", "port"),
+        DM_CALL(dm_local_get_pinfo_by_lphyid, "lphyid", "ret", "lphyid", "info"),
+        // Chip-ID allocation.
+        DM_CALL(dm_get_alloced_chipid, "chipid", "ret", "chipid_array[2048/chipid_num]", "chipid_num=2048"),
+        DM_CALL(dm_get_first_chipid_from_node, "chipid", "ret", "node", "chipid"),
+        DM_CALL(dm_get_first_chipid_from_unit_node, "chipid", "ret", "unit", "node", "chipid"),
+        DM_CALL(dm_get_first_chipid_from_local_unit, "chipid", "ret", "unit", "chipid"),
+        DM_CALL(dm_get_chipid_range_by_node, "chipid", "ret", "node", "chipid[16/chipid_num]", "chipid_num=16"),
+        DM_CALL(dm_get_chipid_from_unit_node, "chipid", "ret", "unit", "node", "chipid[16/chipid_num]",
+                "chipid_num=16"),
+        DM_CALL(dm_get_node_unit_from_chipid, "chipid", "ret", "chipid", "node", "unit"),
+        DM_CALL(dm_is_local_chipid, "chipid", "ret", "chipid"),
+        DM_CALL(dm_get_chipid_range_by_dev, "chipid", "ret", "devid", "chipid[2048/chipid_num]", "chipid_num"),
+        DM_CALL(dm_get_system_invalid_chipid, "chipid", "ret"),
+        DM_CALL(dm_get_system_reserved_chipid_range, "chipid", "ret", "lower", "upper"),
+        DM_CALL(dm_get_zone_reserved_chipid_range, "chipid", "ret", "lower", "upper"),
+        // Fixed chip IDs and system ports.
+        DM_CALL(dm_get_dune_static_chipid, "chipid", "ret", "dev", "slot", "unit"),
+        DM_CALL(dm_get_dev_slot_unit_by_dune_chipid, "chipid", "ret", "chipid", "dev", "slot", "unit"),
+        DM_CALL(dm_get_sysport_from_dev_slot_unit_port, "chipid", "ret", "dev", "slot", "unit", "port", "sysport"),
+        DM_CALL(dm_get_dev_slot_unit_port_from_sysport, "chipid", "ret", "sysport", "dev", "slot", "unit", "port"),
+        // Port conversions.
+        DM_CALL(dm_get_fc_startup_cfg, "fc", "ret", "cfg[0/num]", "num"),
+        DM_CALL(dm_get_fc_save_cfg, "fc", "ret", "cfg[0/num]", "num"),
+    };
+    return table;
+}
+
+const CallEntry *find_call(const std::string &name)
+{
+    for (const CallEntry &e : call_table()) {
+        if (name == e.name) {
+            return &e;
+        }
+    }
+    return nullptr;
+}
+
+std::string call_usage(const CallEntry &e) { return e.usage(e); }
+
+void set_call_handlers(void *event_handler, void *rpc_handler)
+{
+    g_event_handler = event_handler;
+    g_rpc_handler = rpc_handler;
+}
+
+std::vector<std::string> resolve_calls(void *(*resolve)(const char *name, void *ctx), void *ctx)
+{
+    std::vector<std::string> missing;
+    const auto &table = call_table();
+    symbols().assign(table.size(), nullptr);
+    for (size_t i = 0; i < table.size(); ++i) {
+        symbols()[i] = resolve(table[i].name, ctx);
+        if (symbols()[i] == nullptr) {
+            missing.push_back(table[i].name);
+        }
+    }
+    return missing;
+}
+
+void *call_symbol(const CallEntry &e)
+{
+    const auto &table = call_table();
+    size_t i = static_cast<size_t>(&e - table.data());
+    return i < symbols().size() ? symbols()[i] : nullptr;
+}
+
+bool run_call(const CallEntry &e, const Args &args, Result *out, std::string *err)
+{
+    void *sym = call_symbol(e);
+    if (sym == nullptr) {
+        *err = std::string(e.name) + " is not exported by the loaded library";
+        return false;
+    }
+    return run_call_at(sym, e, args, out, err);
+}
+
+bool run_call_at(void *sym, const CallEntry &e, const Args &args, Result *out, std::string *err)
+{
+    return e.invoke(sym, e, args, out, err);
+}
+
+}  // namespace dmsim

@@ -1,0 +1,528 @@
+// Message builders: records from readable options.
+#include "msgs.h"
+
+#include <algorithm>
+
+#include <dm_lib_pd/dm_ids.h>
+
+namespace dmsim {
+
+namespace {
+
+bool check_known(const Args &a, const std::vector<std::string> &known, std::string *err)
+{
+    std::vector<std::string> bad = a.unknown(known);
+    if (bad.empty()) {
+        return true;
+    }
+    *err = "unknown option '" + bad.front() + "'";
+    return false;
+}
+
+// An optional option: *v keeps its value when the option is absent.
+bool opt_int(const Args &a, const char *name, int *v, std::string *err)
+{
+    const std::string *s = a.opt(name);
+    if (s == nullptr) {
+        return true;
+    }
+    if (!parse_int(*s, v, err)) {
+        *err = std::string(name) + "=: " + *err;
+        return false;
+    }
+    return true;
+}
+
+bool req_int(const Args &a, const char *name, int *v, std::string *err)
+{
+    if (!a.has(name)) {
+        *err = std::string("missing ") + name + "=";
+        return false;
+    }
+    return opt_int(a, name, v, err);
+}
+
+bool in_range(const char *name, int v, int lo, int hi, std::string *err)
+{
+    if (v >= lo && v <= hi) {
+        return true;
+    }
+    *err = std::string(name) + " must be " + std::to_string(lo) + ".." + std::to_string(hi);
+    return false;
+}
+
+template <class Parse>
+bool opt_named(const Args &a, const char *name, int *v, Parse parse, std::string *err)
+{
+    const std::string *s = a.opt(name);
+    return s == nullptr || parse(*s, v, err);
+}
+
+// "a:b" or "a:b:c" items of a comma-separated list, each part a number.
+bool parse_tuples(const std::string &text, size_t parts, std::vector<std::vector<int>> *out, std::string *err)
+{
+    out->clear();
+    size_t start = 0;
+    while (start <= text.size() && !text.empty()) {
+        size_t comma = text.find(',', start);
+        std::string item = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        std::vector<int> t;
+        size_t s = 0;
+        while (true) {
+            size_t colon = item.find(':', s);
+            int v = 0;
+            if (!parse_int(item.substr(s, colon == std::string::npos ? std::string::npos : colon - s), &v, err)) {
+                return false;
+            }
+            t.push_back(v);
+            if (colon == std::string::npos) {
+                break;
+            }
+            s = colon + 1;
+        }
+        if (t.size() != parts) {
+            *err = "'" + item + "' should have " + std::to_string(parts) + " parts separated by ':'";
+            return false;
+        }
+        out->push_back(t);
+        if (comma == std::string::npos) {
+            break;
+        }
+        start = comma + 1;
+    }
+    return true;
+}
+
+const std::vector<std::string> kSplitOpts = {"parent", "modes", "def", "children"};
+
+// parent=1 modes=ID:N,.. def=ID children=LIST
+bool build_split(const Args &a, uint8_t *is_parent, dp_lib_port_split_info_t *s, std::string *err)
+{
+    int parent = a.has("modes") ? 1 : 0;
+    if (!opt_int(a, "parent", &parent, err)) {
+        return false;
+    }
+    *is_parent = parent != 0;
+    std::memset(s, 0, sizeof *s);
+    std::vector<std::vector<int>> modes;
+    if (const std::string *m = a.opt("modes")) {
+        if (!parse_tuples(*m, 2, &modes, err)) {
+            return false;
+        }
+    }
+    if (modes.size() > DP_LIB_SPLIT_MODE_MAX) {
+        *err = "at most 4 split modes";
+        return false;
+    }
+    s->split_mode_num = static_cast<uint8_t>(modes.size());
+    for (size_t i = 0; i < modes.size(); ++i) {
+        s->split_mode_id[i] = static_cast<uint8_t>(modes[i][0]);
+        s->split_mode_port_num[i] = static_cast<uint8_t>(modes[i][1]);
+    }
+    int def = modes.empty() ? 0 : modes[0][0];
+    if (!opt_int(a, "def", &def, err)) {
+        return false;
+    }
+    s->def_split_mode = static_cast<uint8_t>(def);
+    std::vector<int> children;
+    if (const std::string *c = a.opt("children")) {
+        if (!parse_list(*c, &children, err, DP_LIB_SPLIT_CHILD_MAX)) {
+            return false;
+        }
+    }
+    for (size_t i = 0; i < children.size(); ++i) {
+        s->child_port_lport[i] = static_cast<uint8_t>(children[i]);
+    }
+    return true;
+}
+
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string> &b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+}  // namespace
+
+std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t> &payload)
+{
+    dp_lib_msg_h_t h = {};
+    h.msgid = msgid;
+    h.module = module;
+    h.len = static_cast<int32_t>(payload.size());
+    std::vector<uint8_t> b = bytes_of(h);
+    b.insert(b.end(), payload.begin(), payload.end());
+    return b;
+}
+
+bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+{
+    if (!check_known(a, {"type", "name", "ports", "chips", "chiptype", "chiptypes", "lports", "per_unit", "cport",
+                         "poe", "poe_lports", "node_type", "map", "relate"},
+                     err)) {
+        return false;
+    }
+    std::memset(rec, 0, sizeof *rec);
+    int type = 0;
+    int chips = 1;
+    int chiptype = 0;
+    int cport = 1;
+    int poe = 0;
+    int node_type = DM_TYPE_LC;
+    if (!req_int(a, "type", &type, err) || !opt_int(a, "chips", &chips, err) ||
+        !opt_int(a, "chiptype", &chiptype, err) || !opt_int(a, "cport", &cport, err) ||
+        !opt_int(a, "poe", &poe, err) || !opt_named(a, "node_type", &node_type, parse_node_type, err) ||
+        !in_range("chips", chips, 0, DP_LIB_CARD_UNIT_MAX, err)) {
+        return false;
+    }
+    rec->card_type = type;
+    rec->chip_num = chips;
+    rec->poe_support = poe != 0;
+    rec->node_type = node_type;
+    std::string name = a.opt("name") ? *a.opt("name") : "card-" + std::to_string(type);
+    std::strncpy(rec->name, name.c_str(), sizeof rec->name - 1);
+    std::vector<int> chip_types(static_cast<size_t>(chips), chiptype);
+    if (const std::string *ct = a.opt("chiptypes")) {
+        if (!parse_list(*ct, &chip_types, err, DP_LIB_CARD_UNIT_MAX)) {
+            return false;
+        }
+    }
+    std::copy(chip_types.begin(), chip_types.end(), rec->chip_types);
+
+    int ports = 0;
+    std::vector<int> lports;
+    if (const std::string *l = a.opt("lports")) {
+        if (!parse_list(*l, &lports, err, DP_LIB_CARD_LPORT_MAX)) {
+            return false;
+        }
+        ports = static_cast<int>(lports.size());
+    }
+    if (!opt_int(a, "ports", &ports, err) || !in_range("ports", ports, 0, DP_LIB_CARD_LPORT_MAX, err)) {
+        return false;
+    }
+    if (!a.has("lports")) {
+        int first = ports == DP_LIB_CARD_LPORT_MAX ? 0 : 1;
+        for (int i = 0; i < ports; ++i) {
+            lports.push_back(first + i);
+        }
+    }
+    rec->port_num = ports;
+    int n = static_cast<int>(lports.size());
+    int per_unit = chips > 0 ? (n + chips - 1) / chips : n;
+    if (!opt_int(a, "per_unit", &per_unit, err) || !in_range("per_unit", per_unit, 1, 512, err)) {
+        return false;
+    }
+    std::memset(rec->lport_unit, -1, sizeof rec->lport_unit);
+    std::fill(std::begin(rec->chip_port), std::end(rec->chip_port), -1);
+    for (int i = 0; i < n; ++i) {
+        if (!in_range("lport", lports[i], 0, DP_LIB_CARD_LPORT_MAX - 1, err)) {
+            return false;
+        }
+        rec->lport_unit[lports[i]] = static_cast<int8_t>(chips > 0 ? std::min(i / per_unit, chips - 1) : 0);
+        rec->chip_port[lports[i]] = cport + i % per_unit;
+    }
+    std::vector<std::vector<int>> map;
+    if (const std::string *m = a.opt("map")) {
+        if (!parse_tuples(*m, 3, &map, err)) {
+            return false;
+        }
+    }
+    for (const auto &t : map) {
+        if (!in_range("map lport", t[0], 0, DP_LIB_CARD_LPORT_MAX - 1, err) ||
+            !in_range("map unit", t[1], -128, 127, err)) {
+            return false;
+        }
+        rec->lport_unit[t[0]] = static_cast<int8_t>(t[1]);
+        rec->chip_port[t[0]] = t[1] < 0 ? -1 : t[2];
+    }
+    for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
+        int u = rec->lport_unit[l];
+        if (u >= 0 && u < DP_LIB_CARD_UNIT_MAX) {
+            rec->chip_cport_max[u] = std::max(rec->chip_cport_max[u], rec->chip_port[l]);
+        }
+    }
+    std::vector<int> poe_lports;
+    if (const std::string *p = a.opt("poe_lports")) {
+        if (!parse_list(*p, &poe_lports, err, DP_LIB_CARD_LPORT_MAX)) {
+            return false;
+        }
+    }
+    for (int l : poe_lports) {
+        if (!in_range("poe lport", l, 0, DP_LIB_CARD_LPORT_MAX - 1, err)) {
+            return false;
+        }
+        rec->lport_poe_support[l] = 1;
+    }
+    std::vector<std::vector<int>> relate;
+    if (const std::string *r = a.opt("relate")) {
+        // M:A-B is read as the three parts M, A and B.
+        std::string t = *r;
+        for (size_t i = 1; i < t.size(); ++i) {
+            if (t[i] == '-' && t[i - 1] != ':' && t[i - 1] != ',') {
+                t[i] = ':';
+            }
+        }
+        if (!parse_tuples(t, 3, &relate, err)) {
+            return false;
+        }
+    }
+    if (relate.size() > DP_LIB_CARD_RELATE_MAX) {
+        *err = "at most 32 related port ranges";
+        return false;
+    }
+    for (size_t i = 0; i < relate.size(); ++i) {
+        rec->relate_port[i] = {relate[i][0], relate[i][1], relate[i][2]};
+    }
+    return true;
+}
+
+bool build_chip_type(const Args &a, dp_lib_chip_info_t *rec, std::string *err)
+{
+    *rec = {};
+    return check_known(a, {"type", "family", "invalid", "cmic"}, err) && req_int(a, "type", &rec->chip_type, err) &&
+           opt_int(a, "family", &rec->chip_family, err) && opt_int(a, "invalid", &rec->invalid_port, err) &&
+           opt_int(a, "cmic", &rec->cmic_port, err);
+}
+
+bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err)
+{
+    if (!check_known(a, with({"dev", "slot", "lport", "unit", "cport", "ifx", "chipid", "sslot", "node", "type",
+                              "medium", "switch", "poe", "lsm_key", "lsm_slot", "lsm_port", "subcard", "phyid",
+                              "ss_phyid"},
+                             kSplitOpts),
+                     err)) {
+        return false;
+    }
+    std::memset(rec, 0, sizeof *rec);
+    int dev = 0;
+    int slot = 0;
+    int lport = 0;
+    int unit = 0;
+    int cport = 0;
+    if (!req_int(a, "dev", &dev, err) || !req_int(a, "slot", &slot, err) || !req_int(a, "lport", &lport, err) ||
+        !req_int(a, "unit", &unit, err) || !req_int(a, "cport", &cport, err)) {
+        return false;
+    }
+    rec->devid = dev;
+    rec->slotid = slot;
+    rec->portid = lport;
+    rec->l_chipid = unit;
+    rec->chip_portid = cport;
+    rec->phyid = dm_phyid_make(dev, slot, unit, cport);
+    rec->ss_phyid = dm_slot_lport_phyid(dev, slot, lport);
+    rec->type = PORT_TGIGABIT_ETHERNET;
+    rec->medium_type = PORT_MEDIUM_FIBER;
+    int sslot = 0;
+    int sw = 0;
+    int poe = 0;
+    if (!opt_int(a, "sslot", &sslot, err)) {
+        return false;
+    }
+    rec->subslotid = sslot;
+    rec->node = dm_node_make(dev, slot) | static_cast<int>((DM_U32(sslot) << 18) & 0xFC0000u);
+    rec->lsm_key = rec->ss_phyid;
+    rec->lsm_user_slot = slot;
+    rec->lsm_user_port = lport;
+    if (!opt_int(a, "ifx", &rec->ifx, err) || !opt_int(a, "chipid", &rec->g_chipid, err) ||
+        !opt_int(a, "node", &rec->node, err) || !opt_named(a, "type", &rec->type, parse_port_type, err) ||
+        !opt_named(a, "medium", &rec->medium_type, parse_medium, err) || !opt_int(a, "switch", &sw, err) ||
+        !opt_int(a, "poe", &poe, err) || !opt_int(a, "lsm_key", &rec->lsm_key, err) ||
+        !opt_int(a, "lsm_slot", &rec->lsm_user_slot, err) || !opt_int(a, "lsm_port", &rec->lsm_user_port, err) ||
+        !opt_int(a, "subcard", &rec->subcard_node, err) || !opt_int(a, "phyid", &rec->phyid, err) ||
+        !opt_int(a, "ss_phyid", &rec->ss_phyid, err)) {
+        return false;
+    }
+    rec->port_switch = sw != 0;
+    rec->poe_support = poe != 0;
+    return build_split(a, &rec->is_parent, &rec->split_info, err);
+}
+
+bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err)
+{
+    if (!check_known(a, with({"lport", "unit", "cport", "key", "medium", "type"}, kSplitOpts), err)) {
+        return false;
+    }
+    std::memset(rec, 0, sizeof *rec);
+    int lport = 0;
+    int unit = 0;
+    int cport = 0;
+    int medium = PORT_MEDIUM_FIBER;
+    int type = PORT_TGIGABIT_ETHERNET;
+    if (!req_int(a, "lport", &lport, err) || !in_range("lport", lport, 0, 255, err)) {
+        return false;
+    }
+    bool keyed = a.has("key");
+    if (!keyed && (!req_int(a, "unit", &unit, err) || !req_int(a, "cport", &cport, err))) {
+        return false;
+    }
+    rec->lport_phyid = dm_lport_phyid_make(unit, cport);
+    if (!opt_int(a, "key", &rec->lport_phyid, err) || !opt_named(a, "medium", &medium, parse_medium, err) ||
+        !opt_named(a, "type", &type, parse_port_type, err)) {
+        return false;
+    }
+    rec->lport = static_cast<uint8_t>(lport);
+    rec->medium_type = static_cast<uint8_t>(medium);
+    rec->type = static_cast<uint8_t>(type);
+    return build_split(a, &rec->is_parent, &rec->split_info, err);
+}
+
+std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium, int type)
+{
+    std::vector<dp_lib_lport_t> out;
+    for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
+        if (card.lport_unit[l] < 0 || card.chip_port[l] < 0) {
+            continue;
+        }
+        dp_lib_lport_t rec = {};
+        rec.lport_phyid = dm_lport_phyid_make(card.lport_unit[l], card.chip_port[l]);
+        rec.lport = static_cast<uint8_t>(l);
+        rec.medium_type = static_cast<uint8_t>(medium);
+        rec.type = static_cast<uint8_t>(type);
+        out.push_back(rec);
+    }
+    return out;
+}
+
+std::vector<uint8_t> lport_payload(const std::vector<dp_lib_lport_t> &lports, int count)
+{
+    std::vector<uint8_t> b(DP_LIB_MY_LPORT_HEAD_LEN + lports.size() * sizeof(dp_lib_lport_t));
+    int32_t n = count;
+    std::memcpy(b.data(), &n, sizeof n);
+    if (!lports.empty()) {
+        std::memcpy(b.data() + DP_LIB_MY_LPORT_HEAD_LEN, lports.data(), lports.size() * sizeof(dp_lib_lport_t));
+    }
+    return b;
+}
+
+bool build_mgmt(const Args &a, dp_lib_phy_mgmt_ifx_msg_t *rec, std::string *err)
+{
+    *rec = {};
+    int ifx = 0;
+    int mode = 0;
+    if (!check_known(a, {"dev", "lport", "ifx", "mode"}, err) || !req_int(a, "dev", &rec->dev_id, err) ||
+        !req_int(a, "lport", &rec->lport, err) || !req_int(a, "ifx", &ifx, err) || !opt_int(a, "mode", &mode, err)) {
+        return false;
+    }
+    rec->ifx = static_cast<uint32_t>(ifx);
+    rec->mgmt_mode = static_cast<uint8_t>(mode);
+    return true;
+}
+
+bool build_preinst(const Args &a, dp_lib_per_inst_info_t *rec, std::string *err)
+{
+    std::memset(rec, 0, sizeof *rec);
+    if (!check_known(a, {"len"}, err)) {
+        return false;
+    }
+    if (a.pos.size() > DP_LIB_PER_INST_MAX) {
+        *err = "at most 256 cards";
+        return false;
+    }
+    for (size_t i = 0; i < a.pos.size(); ++i) {
+        std::vector<int> parts;
+        std::string t = a.pos[i];
+        std::replace(t.begin(), t.end(), '/', ',');
+        if (!parse_list(t, &parts, err, 3) || parts.size() != 3) {
+            *err = "card '" + a.pos[i] + "' should be DEV/SLOT/SSLOT";
+            return false;
+        }
+        rec->info[i] = {static_cast<uint8_t>(parts[0]), static_cast<uint8_t>(parts[1]),
+                        static_cast<uint8_t>(parts[2]), 0};
+    }
+    rec->len = static_cast<int32_t>(a.pos.size());
+    return opt_int(a, "len", &rec->len, err);
+}
+
+bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_convert_cfg_t> *entries,
+                      std::string *err)
+{
+    entries->clear();
+    for (const std::string &w : words) {
+        size_t colon = w.rfind(':');
+        if (colon == std::string::npos) {
+            *err = "entry '" + w + "' should be PHYID:TYPE";
+            return false;
+        }
+        dm_convert_cfg_t e = {};
+        if (!parse_int(w.substr(0, colon), &e.phyid, err) || !parse_port_type(w.substr(colon + 1), &e.type, err)) {
+            return false;
+        }
+        entries->push_back(e);
+    }
+    return true;
+}
+
+std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max, const std::vector<dm_convert_cfg_t> &entries)
+{
+    dp_lib_fc_cfg_info_t head = {cfg_min, cfg_max};
+    std::vector<uint8_t> b = bytes_of(head);
+    for (const dm_convert_cfg_t &e : entries) {
+        std::vector<uint8_t> eb = bytes_of(e);
+        b.insert(b.end(), eb.begin(), eb.end());
+    }
+    return b;
+}
+
+bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
+{
+    std::memset(rec, 0, sizeof *rec);
+    if (!check_known(a, {"dev", "slot", "sslot", "gslot", "ids", "per_unit", "card", "status", "id_num"}, err)) {
+        return false;
+    }
+    if (a.has("gslot")) {
+        if (!req_int(a, "gslot", &rec->gslot, err)) {
+            return false;
+        }
+    } else {
+        int dev = 0;
+        int slot = 0;
+        int sslot = 0;
+        if (!req_int(a, "dev", &dev, err) || !req_int(a, "slot", &slot, err) || !opt_int(a, "sslot", &sslot, err)) {
+            return false;
+        }
+        rec->gslot = dm_get_gslot_from_lslot(dev, slot, sslot);
+    }
+    std::vector<int> ids;
+    if (const std::string *s = a.opt("ids")) {
+        if (!parse_list(*s, &ids, err, CHIPID_SLOT_ID_MAX)) {
+            return false;
+        }
+    }
+    for (size_t i = 0; i < ids.size(); ++i) {
+        rec->id[i] = static_cast<uint16_t>(ids[i]);
+    }
+    int per_unit = 1;
+    int id_num = static_cast<int>(ids.size());
+    int status = ids.empty() ? CHIPID_NONE : CHIPID_VALID;
+    if (const std::string *s = a.opt("status")) {
+        if (*s == "valid" || *s == "none" || *s == "limit" || *s == "end") {
+            status = *s == "valid" ? CHIPID_VALID : *s == "none" ? CHIPID_NONE : *s == "limit" ? CHIPID_LIMIT : CHIPID_END;
+        } else if (!parse_int(*s, &status, err)) {
+            return false;
+        }
+    }
+    if (!opt_int(a, "per_unit", &per_unit, err) || !opt_int(a, "card", &rec->card_type, err) ||
+        !opt_int(a, "id_num", &id_num, err)) {
+        return false;
+    }
+    rec->status = status;
+    rec->idnum_per_unit = static_cast<uint16_t>(per_unit);
+    rec->id_num = static_cast<uint16_t>(id_num);
+    return true;
+}
+
+std::vector<uint8_t> addr_sync(int type, const std::vector<chipid_slot_t> &recs)
+{
+    addr_lib_sync_head_t head = {};
+    head.type = type;
+    head.data_num = static_cast<int32_t>(recs.size());
+    head.len = static_cast<int32_t>(sizeof head + recs.size() * sizeof(chipid_slot_t));
+    std::vector<uint8_t> b = bytes_of(head);
+    for (const chipid_slot_t &r : recs) {
+        std::vector<uint8_t> rb = bytes_of(r);
+        b.insert(b.end(), rb.begin(), rb.end());
+    }
+    return b;
+}
+
+}  // namespace dmsim
