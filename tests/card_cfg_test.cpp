@@ -23,18 +23,11 @@ dp_lib_card_type_info_t make_card(int type, int chip_num)
         c.chip_types[u] = 100 + u;
         c.chip_cport_max[u] = 60 + u;
     }
-    std::strcpy(c.name, "ABCDEFGHIJKLMNOPQRST");  // 20 characters
+    std::strcpy(c.name, "ABCDEFGHIJKLMNOPQRST");
     return c;
 }
 
-size_t count(const std::string &s, const std::string &what)
-{
-    size_t n = 0;
-    for (size_t at = s.find(what); at != std::string::npos; at = s.find(what, at + 1)) {
-        ++n;
-    }
-    return n;
-}
+bool has(const std::string &out, const std::string &what) { return out.find(what) != std::string::npos; }
 
 void this_card(int type)
 {
@@ -48,85 +41,61 @@ TEST(CardCfg, ByTypeQueries)
 {
     this_card(kType);
     std::string out = dmtest::capture_stdout([] { EXPECT_EQ(dm_get_card_port_num_by_type(kType), -1); });
-    EXPECT_EQ(count(out, "can not find node!\n"), 2u);
+    EXPECT_NE(out.find("can not find node!\n"), out.rfind("can not find node!\n"));  // lookup and query
 
     dp_lib_card_type_info_t card = make_card(kType, 2);
-    card.poe_support = 1;
-    card.lport_poe_support[3] = 1;
-    card.lport_poe_support[255] = 1;
+    card.lport_poe_support[3] = card.lport_poe_support[255] = 1;
     card.relate_port[31].child_lport_end = 77;  // the last bytes travel too
     dmtest::send(DP_LIB_MSG_CARD_CFG, card);
     dp_lib_card_type_info_t got;
     ASSERT_EQ(dm_lib_get_card_cfg_by_type(kType, &got), 0);
     EXPECT_EQ(std::memcmp(&got, &card, sizeof got), 0);
     EXPECT_EQ(dm_get_card_port_num_by_type(kType), 48);
-    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType), 2);
-    bool poe = false;
-    EXPECT_EQ(dm_get_poe_support_by_card_type(kType, &poe), 0);
-    EXPECT_TRUE(poe);
 
     int ports[256];
     int num = 255;  // the array must have room for every lport
-    out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_get_poe_support_port(kType, ports, &num), -1); });
-    EXPECT_EQ(count(out, "param error!\n"), 1u);
+    EXPECT_EQ(dm_get_poe_support_port(kType, ports, &num), -1);
     num = 256;
     ASSERT_EQ(dm_get_poe_support_port(kType, ports, &num), 0);
     ASSERT_EQ(num, 2);
-    EXPECT_EQ(ports[0], 3);
     EXPECT_EQ(ports[1], 255);
 
-    // A payload one byte short of a record never reaches the table.
-    card.card_type = kType + 1;
-    dmtest::send_bytes(DP_LIB_MSG_CARD_CFG,
-                       std::vector<uint8_t>(reinterpret_cast<uint8_t *>(&card),
-                                            reinterpret_cast<uint8_t *>(&card) + sizeof card - 1));
-    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType + 1), -1);
-}
-
-TEST(CardCfg, ArraysNamesAndThisCard)
-{
-    this_card(kType);
-    int *types = reinterpret_cast<int *>(0x1);
-    int num = -5;
-    EXPECT_EQ(dm_get_chip_type_by_card_type(kType, &types, &num), -1);
-    EXPECT_EQ(types, nullptr);  // nothing left allocated
-    EXPECT_EQ(dm_get_max_port_by_unit(0), -1);
-
-    dp_lib_card_type_info_t card = make_card(kType, 0);
-    dmtest::send(DP_LIB_MSG_CARD_CFG, card);
-    ASSERT_EQ(dm_get_chip_type_by_card_type(kType, &types, &num), 0);
-    EXPECT_EQ(num, 0);
-    EXPECT_EQ(types[7], 107);  // all 8 entries, also past the chip count
-    std::free(types);
-    int *units = nullptr;
-    ASSERT_EQ(dm_get_my_lchips(&units), 0);  // no chips is still an array
-    ASSERT_NE(units, nullptr);
-    std::free(units);
-    EXPECT_EQ(dm_get_max_port_by_unit(7), 67);  // not compared with the chip count
-    std::string out = dmtest::capture_stdout([] { EXPECT_EQ(dm_get_max_port_by_unit(8), -1); });
-    EXPECT_EQ(out.substr(out.find(">:")), ">:param error\n");
-
     char name[64];
-    ASSERT_EQ(dm_get_card_name_by_type(kType, name, 1), 0);
-    EXPECT_STREQ(name, "");
     ASSERT_EQ(dm_get_card_name_by_type(kType, name, 10), 0);
     EXPECT_STREQ(name, "ABCDEFGHI");
     std::memset(card.name, 'x', sizeof card.name);  // no terminator in the field
     card.card_type = kType + 1;
-    card.chip_num = -1;
     dmtest::send(DP_LIB_MSG_CARD_CFG, card);
     ASSERT_EQ(dm_get_card_name_by_type(kType + 1, name, sizeof name), 0);
     EXPECT_EQ(std::string(name), std::string(31, 'x'));
-    out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_get_card_name_by_type(kType + 2, name, 8), -1); });
-    EXPECT_NE(out.find("fail to get card cfg"), std::string::npos);
 
+    // A payload one byte short of a record never reaches the table.
+    card.card_type = kType + 2;
+    auto *bytes = reinterpret_cast<uint8_t *>(&card);
+    dmtest::send_bytes(DP_LIB_MSG_CARD_CFG, std::vector<uint8_t>(bytes, bytes + sizeof card - 1));
+    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType + 2), -1);
+}
+
+TEST(CardCfg, ChipArraysOfThisCard)
+{
+    this_card(kType);
+    int *types = reinterpret_cast<int *>(0x1);
+    int num = 0;
+    EXPECT_EQ(dm_get_chip_type_by_card_type(kType, &types, &num), -1);
+    EXPECT_EQ(types, nullptr);  // nothing left allocated
+
+    dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 0));
+    ASSERT_EQ(dm_get_my_lchips(&types), 0);  // no chips is still an array
+    EXPECT_EQ(types[7], 107);
+    std::free(types);
+    EXPECT_EQ(dm_get_max_port_by_unit(7), 67);  // not compared with the chip count
+    EXPECT_TRUE(has(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_max_port_by_unit(8), -1); }), ">:param error\n"));
+
+    dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType + 1, -1));
     this_card(kType + 1);
-    out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_get_my_lchips(&units), -1); });
-    EXPECT_NE(out.find("invalid chip_num!\n"), std::string::npos);
-    EXPECT_EQ(units, nullptr);
-    dm_host_set_my_card_type_fails(true);
-    out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_get_my_lchips(&units), -1); });
-    EXPECT_NE(out.find("dm_lib_get_my_card_cfg fail!\n"), std::string::npos);
+    std::string out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_get_my_lchips(&types), -1); });
+    EXPECT_TRUE(has(out, "invalid chip_num!\n"));
+    EXPECT_EQ(types, nullptr);
 }
 
 // A record may claim more chips than its per-unit arrays describe: it is
@@ -135,7 +104,7 @@ TEST(CardCfg, MoreThanEightChipsAreAnsweredAsEight)
 {
     this_card(kType);
     std::string out = dmtest::capture_stdout([] { dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 12)); });
-    EXPECT_NE(out.find("card type 81 has 12 chips"), std::string::npos);
+    EXPECT_TRUE(has(out, "card type 81 has 12 chips"));
     EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType), 12);
     int *types = nullptr;
     int num = 0;

@@ -18,7 +18,20 @@
 extern "C" {
 #endif
 
-/* 0 and *is_pre_inst; -1 null argument; -2 list not received yet; -3 port not found. */
+/*
+ * Whether the port `phyid` (form 6, 7 or 8) sits on a pre-installed card:
+ * a card of the list the data-plane master sends once the ports of those
+ * cards are synchronised (data message 15, taken once per process and
+ * announced by device event DEV_MSG_PRE_INST_PORT_SYNC_DONE). The port's
+ * record matches a listed card by device, slot, and the slot under which the
+ * interface manager presents the port (not its sub-slot).
+ *
+ * Results: 0 with *is_pre_inst written; -1 null is_pre_inst (warning
+ * "param error!"); -2 the list has not arrived (warning "dm_port_pre_inst_done
+ * is false, info is not ready."); -3 no such port (warning "get pinfo fail!").
+ * Any thread; takes no lock of its own (the list never changes once it is
+ * published) and reads the port record under the port table's read locks.
+ */
 DM_API int dm_get_pre_inst_by_phyid(int phyid, bool *is_pre_inst);
 
 #ifdef __cplusplus

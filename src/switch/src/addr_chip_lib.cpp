@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr int kGslotNum = 64;         // slots the address manager allocates for
-constexpr int kSlotTableLen = 65;     // entry 64 is never written
-constexpr int kChipidNum = 2048;      // chip IDs are indexes below this
-constexpr int kBsDataMax = 64;        // one record per accepted gslot
+constexpr int kGslotNum = 64;      // slots the address manager allocates for
+constexpr int kSlotTableLen = 65;  // entry 64 is never written
+constexpr int kChipidNum = 2048;   // chip IDs are indexes below this
+constexpr int kBsDataMax = 64;     // one record per accepted gslot
 constexpr int kSyncHeadLen = static_cast<int>(sizeof(addr_lib_sync_head_t));
 constexpr int kSlotRecLen = static_cast<int>(sizeof(chipid_slot_t));
 
@@ -91,8 +91,9 @@ bool addr_lib_store_valid(const chipid_slot_t &rec) DM_REQUIRES(addr_lib_rwlock)
     if (dm_diag_on(LIB_DBG_VERBOSE)) {
         char ids[kIdsTextLen];
         addr_lib_format_ids(rec, ids, sizeof ids);
-        DM_VERBOSE(">>>>gslot[%#08x card_type=%#x] id_num[%d] idnum_per_unit[%d] chipid alloc [%s\r\n",
-                   rec.gslot, rec.card_type, rec.id_num, rec.idnum_per_unit, ids);
+        DM_VERBOSE(
+            ">>>>gslot[%#08x card_type=%#x] id_num[%d] idnum_per_unit[%d] chipid alloc [%s\r\n",
+            rec.gslot, rec.card_type, rec.id_num, rec.idnum_per_unit, ids);
     }
     for (int i = 0; i < rec.id_num; ++i) {
         chipid_res_t &res = chipid_res[rec.id[i]];

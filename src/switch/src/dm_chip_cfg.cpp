@@ -72,7 +72,7 @@ void dp_lib_set_chip_cfg_info(void *data)
         DM_ERROR("invalid data!\r\n");
         return;
     }
-    int32_t chip_type;
+    int32_t chip_type;  // the payload may be unaligned
     std::memcpy(&chip_type, static_cast<const char *>(data) + offsetof(dp_lib_chip_info_t, chip_type),
                 sizeof chip_type);
     DM_VERBOSE("get chip cfg type = %d.\n", chip_type);

@@ -25,14 +25,16 @@ const dm_info_data_handle_t dp_pd_data_handle[] = {
     {DP_LIB_MSG_CARD_CFG, dp_lib_card_cfg, static_cast<int>(sizeof(dp_lib_card_type_info_t)), nullptr},
     {DP_LIB_MSG_CHIP_CFG, dp_lib_set_chip_cfg_info, static_cast<int>(sizeof(dp_lib_chip_info_t)), nullptr},
     {DP_LIB_MSG_MY_LPORT_CFG, dp_lib_set_my_lport, DP_LIB_MY_LPORT_HEAD_LEN, dp_lib_my_lport_msg_len},
-    {DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_set_phy_mgmt_ifx, static_cast<int>(sizeof(dp_lib_phy_mgmt_ifx_msg_t)), nullptr},
+    {DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_set_phy_mgmt_ifx,
+     static_cast<int>(sizeof(dp_lib_phy_mgmt_ifx_msg_t)), nullptr},
     {DP_LIB_MSG_FC_START_CFG_BEGIN, dm_fc_lib_start_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
     {DP_LIB_MSG_FC_START_CFG, dm_fc_lib_start_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
     {DP_LIB_MSG_FC_START_CFG_OVER, dm_fc_lib_start_cfg_over, 0, nullptr},
     {DP_LIB_MSG_FC_SAVE_CFG_BEGIN, dm_fc_lib_save_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
     {DP_LIB_MSG_FC_SAVE_CFG, dm_fc_lib_save_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
     {DP_LIB_MSG_FC_SAVE_CFG_OVER, dm_fc_lib_save_cfg_over, 0, nullptr},
-    {DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_port_pre_inst_done_handle, static_cast<int>(sizeof(dp_lib_per_inst_info_t)), nullptr},
+    {DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_port_pre_inst_done_handle,
+     static_cast<int>(sizeof(dp_lib_per_inst_info_t)), nullptr},
     {-1, nullptr, 0, nullptr},  // end of table
 };
 

@@ -15,10 +15,10 @@
 
 // The port-conversion messages, printed under the name of the entry point
 // that a list's shared code runs for.
-#define FC_DIAG_AS(func, level, ...)                             \
-    do {                                                         \
-        if (dm_fc_diag_on(level))                                \
-            dm_fc_diag_print((func), __LINE__, __VA_ARGS__);     \
+#define FC_DIAG_AS(func, level, ...)                         \
+    do {                                                     \
+        if (dm_fc_diag_on(level))                            \
+            dm_fc_diag_print((func), __LINE__, __VA_ARGS__); \
     } while (0)
 #define FC_VERBOSE(func, ...) FC_DIAG_AS(func, DM_FC_LIB_DBG_VERBOSE, __VA_ARGS__)
 #define FC_DETAIL(func, ...) FC_DIAG_AS(func, DM_FC_LIB_DBG_DETAIL, __VA_ARGS__)
@@ -63,21 +63,35 @@ struct fc_list_t {
     int *num_tmp;
     int *size_tmp;
     bool *over;
-    bool save;            // the saved list prints a few traces of its own
-    int event_id;         // raised at every over
-    const char *log_text; // the log-file line of every over
+    bool save;             // the saved list prints a few traces of its own
+    int event_id;          // raised at every over
+    const char *log_text;  // the log-file line of every over
 };
 
 const fc_list_t fc_start_list = {
-    &fc_start_cfg, &fc_convert_start_num, &fc_start_cfg_size,
-    &fc_start_cfg_tmp, &fc_convert_start_num_tmp, &fc_start_cfg_size_tmp,
-    &fc_start_cfg_over, false, DEV_MSG_FC_START_CFG_OVER, "fc startup cfg sync over",
+    &fc_start_cfg,
+    &fc_convert_start_num,
+    &fc_start_cfg_size,
+    &fc_start_cfg_tmp,
+    &fc_convert_start_num_tmp,
+    &fc_start_cfg_size_tmp,
+    &fc_start_cfg_over,
+    false,
+    DEV_MSG_FC_START_CFG_OVER,
+    "fc startup cfg sync over",
 };
 
 const fc_list_t fc_save_list = {
-    &fc_save_cfg, &fc_convert_save_num, &fc_save_cfg_size,
-    &fc_save_cfg_tmp, &fc_convert_save_num_tmp, &fc_save_cfg_size_tmp,
-    &fc_save_cfg_over, true, DEV_MSG_FC_SAVE_CFG, "fc save cfg sync over",
+    &fc_save_cfg,
+    &fc_convert_save_num,
+    &fc_save_cfg_size,
+    &fc_save_cfg_tmp,
+    &fc_convert_save_num_tmp,
+    &fc_save_cfg_size_tmp,
+    &fc_save_cfg_over,
+    true,
+    DEV_MSG_FC_SAVE_CFG,
+    "fc save cfg sync over",
 };
 
 // Drops the staging buffer, which after an over is also the committed list:
@@ -292,14 +306,18 @@ int dm_get_fc_save_cfg(dm_convert_cfg_t **cfg, int *num)
     return fc_cfg_get(fc_save_list, cfg, num, __func__);
 }
 
-void test_dm_get_fc_startup_cfg(void) { fc_cfg_show(dm_get_fc_startup_cfg, "dm_get_fc_startup_cfg"); }
+void test_dm_get_fc_startup_cfg(void)
+{
+    fc_cfg_show(dm_get_fc_startup_cfg, "dm_get_fc_startup_cfg");
+}
 
 void test_dm_get_fc_save_cfg(void) { fc_cfg_show(dm_get_fc_save_cfg, "dm_get_fc_save_cfg"); }
 
 void test_dm_fc_dbg_level(void)
 {
     // Widened: "fcdbg " may have set any int, the largest included.
-    const long long next = static_cast<long long>(__atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED)) + 1;
+    const long long next =
+        static_cast<long long>(__atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED)) + 1;
     const int level = static_cast<int>(next % kLevelCount);
     __atomic_store_n(&dm_fc_lib_dbg, level, __ATOMIC_RELAXED);
     std::printf("dm_fc_lib_dbg=%d\r\n", level);

@@ -94,7 +94,8 @@ int dm_get_sysport_from_dev_slot_unit_port(int dev, int slot, int unit, int port
     if (!dm_in_range(dev, kDevMin, kDevMax) || !dm_in_range(slot, 0, kSlotMax) ||
         !dm_in_range(unit, 0, kSysportUnitMax) || !dm_in_range(port, 0, kSysportPortMax) ||
         sysport == nullptr) {
-        DM_ERROR("input arguments error, dev=%d slot=%d unit=%d port=%d\r\n", dev, slot, unit, port);
+        DM_ERROR("input arguments error, dev=%d slot=%d unit=%d port=%d\r\n", dev, slot, unit,
+                 port);
         return -2;
     }
     *sysport = dm_sysport_make(dev, slot, unit, port);

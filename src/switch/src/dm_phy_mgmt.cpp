@@ -21,8 +21,8 @@ constexpr int kMgmtDevLast = 2;
 constexpr int kMgmtLports = 2;  // management ports 0 and 1 of a board
 constexpr int kMgmtSlotA = 30;  // the two management-board slots
 constexpr int kMgmtSlotB = 31;
-constexpr int kMgmtPhyidLen = 2;   // phyids of one device (slots 30 and 31)
-constexpr int kMgmtListLen = 4;    // phyids of both devices
+constexpr int kMgmtPhyidLen = 2;  // phyids of one device (slots 30 and 31)
+constexpr int kMgmtListLen = 4;   // phyids of both devices
 
 // Guards the interface-index table and the writes of the mode.
 dm_rwlock dm_phy_mgmt_rwlock;
@@ -37,17 +37,23 @@ using mgmt_table_t = IFINDEX[kMgmtDevRows][kMgmtLports];
 bool dm_mgmt_dev_ok(int dev) { return dev >= kMgmtDevFirst && dev <= kMgmtDevLast; }
 bool dm_mgmt_lport_ok(int lport) { return lport >= 0 && lport < kMgmtLports; }
 // A management board sits in slot 30, 31 or 0 of its device.
-bool dm_mgmt_lslot_ok(int lslot) { return lslot == kMgmtSlotA || lslot == kMgmtSlotB || lslot == 0; }
+bool dm_mgmt_lslot_ok(int lslot)
+{
+    return lslot == kMgmtSlotA || lslot == kMgmtSlotB || lslot == 0;
+}
 
 constexpr int dm_mgmt_phyid(int dev, int slot, int lport)
 {
     return static_cast<int>((static_cast<unsigned>(DM_PHYID_FORM_PHY_MGMT) << 24) |
-                            (static_cast<unsigned>(dev) << 16) | (static_cast<unsigned>(slot) << 8) |
-                            static_cast<unsigned>(lport));
+                            (static_cast<unsigned>(dev) << 16) |
+                            (static_cast<unsigned>(slot) << 8) | static_cast<unsigned>(lport));
 }
 static_assert(dm_mgmt_phyid(1, 30, 1) == 0x0F011E01);
 
-int dm_mgmt_byte(int phyid, int shift) { return static_cast<int>((static_cast<unsigned>(phyid) >> shift) & 0xFFu); }
+int dm_mgmt_byte(int phyid, int shift)
+{
+    return static_cast<int>((static_cast<unsigned>(phyid) >> shift) & 0xFFu);
+}
 
 void dm_mgmt_snapshot(mgmt_table_t *out)
 {
@@ -105,14 +111,16 @@ void dm_mgmt_test_phyid(bool *pass, int phyid)
         const int node = dm_node_make(dev, slot);
         const int got = dm_get_node_from_phy_mgmt_phyid(phyid);
         if (got != node) {
-            dm_mgmt_fail(pass, "dm_get_node_from_phy_mgmt_phyid fail. phyid:0x%x, node:0x%x, ret:0x%x\r\n", phyid,
-                    node, got);
+            dm_mgmt_fail(
+                pass, "dm_get_node_from_phy_mgmt_phyid fail. phyid:0x%x, node:0x%x, ret:0x%x\r\n",
+                phyid, node, got);
         }
     }
     int lport = -1;
     const int ret = dm_get_dev_slot_lport_from_phy_mgmt_phyid(phyid, &dev, &slot, &lport);
     if (ret != 0) {
-        dm_mgmt_fail(pass, "dm_get_dev_slot_lport_from_phy_mgmt_phyid fail. phyid:0x%x, ret:%d\r\n", phyid, ret);
+        dm_mgmt_fail(pass, "dm_get_dev_slot_lport_from_phy_mgmt_phyid fail. phyid:0x%x, ret:%d\r\n",
+                     phyid, ret);
         return;
     }
     int back = dm_get_phy_mgmt_phyid_from_dev_slot_lport(dev, slot, lport);
@@ -132,13 +140,16 @@ void dm_mgmt_test_entry(bool *pass, int dev, int lport, IFINDEX ifx)
     std::printf("------dev:%d, lport:%d, ifx:%d---------\r\n", dev, lport, static_cast<int>(ifx));
     const int got_dev = dm_get_devid_from_phy_mgmt_ifx(ifx);
     if (got_dev != dev) {
-        dm_mgmt_fail(pass, "dm_get_devid_from_phy_mgmt_ifx fail. ifx:%d, dev:%d\r\n", static_cast<int>(ifx), got_dev);
+        dm_mgmt_fail(pass, "dm_get_devid_from_phy_mgmt_ifx fail. ifx:%d, dev:%d\r\n",
+                     static_cast<int>(ifx), got_dev);
     }
     int d = -1;
     int l = -1;
     int ret = dm_get_devid_lport_from_phy_mgmt_ifx(ifx, &d, &l);
     if (ret != 0 || d != dev || l != lport) {
-        dm_mgmt_fail(pass, "dm_get_devid_lport_from_phy_mgmt_ifx fail. ret:%d, dev:%d, lport:%d\r\n", ret, d, l);
+        dm_mgmt_fail(pass,
+                     "dm_get_devid_lport_from_phy_mgmt_ifx fail. ret:%d, dev:%d, lport:%d\r\n", ret,
+                     d, l);
     }
     int phyid[kMgmtPhyidLen] = {0, 0};
     int num = kMgmtPhyidLen;
@@ -281,7 +292,8 @@ int dm_get_phy_mgmt_phyid_from_dev_slot_lport(int dev_id, int slot_id, int lport
         return -1;
     }
     const int phyid = dm_mgmt_phyid(dev_id, slot_id, lport);
-    DM_VERBOSE("dev_id: %d, slot_id: %d, lport: %d, phyid: 0x%x\r\n", dev_id, slot_id, lport, phyid);
+    DM_VERBOSE("dev_id: %d, slot_id: %d, lport: %d, phyid: 0x%x\r\n", dev_id, slot_id, lport,
+               phyid);
     return phyid;
 }
 
@@ -307,7 +319,8 @@ int dm_get_dev_slot_lport_from_phy_mgmt_phyid(int phyid, int *dev_id, int *slot_
     *dev_id = dm_mgmt_byte(phyid, 16);
     *slot_id = dm_mgmt_byte(phyid, 8);
     *lport = dm_mgmt_byte(phyid, 0);
-    DM_VERBOSE("phyid: 0x%x, dev_id: %d, slot_id: %d, lport: %d\r\n", phyid, *dev_id, *slot_id, *lport);
+    DM_VERBOSE("phyid: 0x%x, dev_id: %d, slot_id: %d, lport: %d\r\n", phyid, *dev_id, *slot_id,
+               *lport);
     return 0;
 }
 
@@ -379,7 +392,8 @@ void dm_lib_show_phy_mgmt_ifx(int dev_id)
         const int last = dev_id == -1 ? kMgmtDevLast : dev_id;
         for (int dev = first; dev <= last; ++dev) {
             for (int lport = 0; lport < kMgmtLports; ++lport) {
-                std::printf("dev_id: %d, lport:%d phy mgmt ifx: %u\r\n", dev, lport, snap[dev][lport]);
+                std::printf("dev_id: %d, lport:%d phy mgmt ifx: %u\r\n", dev, lport,
+                            snap[dev][lport]);
             }
         }
     } else {
@@ -388,10 +402,7 @@ void dm_lib_show_phy_mgmt_ifx(int dev_id)
     dm_lib_test_phy_mgmt_ifx_intf();
 }
 
-void dm_lib_show_all_phy_mgmt_ifx(void)
-{
-    dm_lib_show_phy_mgmt_ifx(-1);
-}
+void dm_lib_show_all_phy_mgmt_ifx(void) { dm_lib_show_phy_mgmt_ifx(-1); }
 
 void dm_lib_test_phy_mgmt_ifx_intf(void)
 {
@@ -415,6 +426,6 @@ void utest_dm_get_phyid(IFINDEX ifx)
     int phyid[kMgmtListLen] = {0, 0, 0, 0};
     int num = kMgmtListLen;
     const int ret = dm_get_phyid_from_phy_mgmt_ifx(ifx, phyid, &num);
-    DM_LOGFILE("ret[%d], num[%d] phyid[%x][%x][%x][%x].limit:%d", ret, num, phyid[0], phyid[1], phyid[2],
-               phyid[3], kMgmtListLen);
+    DM_LOGFILE("ret[%d], num[%d] phyid[%x][%x][%x][%x].limit:%d", ret, num, phyid[0], phyid[1],
+               phyid[2], phyid[3], kMgmtListLen);
 }

@@ -18,7 +18,10 @@ namespace {
 constexpr int kSlotMax = 31;
 constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX - 1;
 
-bool dm_lport_exists(const dp_lib_card_type_info_t &cfg, int lport) { return cfg.lport_unit[lport] >= 0; }
+bool dm_lport_exists(const dp_lib_card_type_info_t &cfg, int lport)
+{
+    return cfg.lport_unit[lport] >= 0;
+}
 
 int dm_lowest_lport(const dp_lib_card_type_info_t &cfg)
 {

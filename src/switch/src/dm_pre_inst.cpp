@@ -43,7 +43,8 @@ void dp_lib_show_per_inst_card(void)
 {
     for (int i = 0; i < dp_lib_per_inst_card_count; ++i) {
         const dm_per_inst_card_info_t &card = dp_per_inst_card_list[i];
-        DM_LOGFILE("per inst card : %d %d %d success, index:%d", card.dev, card.slot, card.sslot, i);
+        DM_LOGFILE("per inst card : %d %d %d success, index:%d", card.dev, card.slot, card.sslot,
+                   i);
     }
 }
 

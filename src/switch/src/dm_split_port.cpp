@@ -35,7 +35,8 @@ bool dm_split_take(const dp_lib_port_split_info_t &src, dp_lib_port_split_info_t
         children += src.split_mode_port_num[i];
     }
     if (src.split_mode_num > DP_LIB_SPLIT_MODE_MAX || children > DP_LIB_SPLIT_CHILD_MAX) {
-        DM_WARN("invalid split info: mode num %d, child port num %d.\n", src.split_mode_num, children);
+        DM_WARN("invalid split info: mode num %d, child port num %d.\n", src.split_mode_num,
+                children);
         return false;
     }
     std::memcpy(dst, &src, sizeof *dst);
@@ -65,13 +66,17 @@ bool dm_split_find_mode(int mode, const dp_lib_port_split_info_t &split, int *ba
 }
 
 // A child's key in the port table: the node's device and slot, the child's lport.
-int dm_split_child_ss_phyid(int node, int child_lport) { return dm_slot_lport_phyid_from_node(node, child_lport); }
+int dm_split_child_ss_phyid(int node, int child_lport)
+{
+    return dm_slot_lport_phyid_from_node(node, child_lport);
+}
 
 // A child's chip port from its own port record, or -1 when it has none.
 bool dm_split_child_cport_gms(int node, int child_lport, int *cport)
 {
     dp_lib_port_t child;
-    if (dm_lib_get_pinfo_from_ssphyid_tree(dm_split_child_ss_phyid(node, child_lport), &child) != 0) {
+    if (dm_lib_get_pinfo_from_ssphyid_tree(dm_split_child_ss_phyid(node, child_lport), &child) !=
+        0) {
         DM_WARN("can not find child port in dynamic tbl tree.\n");
         return false;
     }
@@ -93,8 +98,8 @@ int dm_get_split_cport_by_spe_mode(int mode, const dp_lib_card_type_info_t *stat
     return count;
 }
 
-int dm_get_split_cport_by_spe_mode_gms(int node, int mode, const dp_lib_port_split_info_t *split_info,
-                                       int *child_port)
+int dm_get_split_cport_by_spe_mode_gms(int node, int mode,
+                                       const dp_lib_port_split_info_t *split_info, int *child_port)
 {
     int base = 0;
     int count = 0;
@@ -102,7 +107,8 @@ int dm_get_split_cport_by_spe_mode_gms(int node, int mode, const dp_lib_port_spl
         return -1;
     }
     for (int j = 0; j < count; ++j) {
-        if (!dm_split_child_cport_gms(node, split_info->child_port_lport[base + j], &child_port[j])) {
+        if (!dm_split_child_cport_gms(node, split_info->child_port_lport[base + j],
+                                      &child_port[j])) {
             return -1;
         }
     }
@@ -202,8 +208,9 @@ int dm_get_child_unit_port_condition(int node, int lport, dp_lib_card_type_info_
 
 // Children of every mode in one flat array, in mode order, chip ports from a
 // card type. Returns the number of modes.
-int dm_split_all_modes(const dp_lib_card_type_info_t &static_info, const dp_lib_port_split_info_t &split,
-                       int *mode_id, int *child_port, int *port_num)
+int dm_split_all_modes(const dp_lib_card_type_info_t &static_info,
+                       const dp_lib_port_split_info_t &split, int *mode_id, int *child_port,
+                       int *port_num)
 {
     int b = 0;
     for (int i = 0; i < split.split_mode_num; ++i) {
@@ -243,13 +250,14 @@ int dm_split_gms_parent(int node, int lport, bool by_resolver, dp_lib_port_t *pa
 
 }  // namespace
 
-int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int *child_port, int *child_port_num)
+int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int *child_port,
+                                             int *child_port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr || child_port_num == nullptr ||
-        mode < kDefaultMode) {
+    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr ||
+        child_port_num == nullptr || mode < kDefaultMode) {
         DM_WARN("Invalid param.lport=%d,unit=%p,child_port=%p,child_port_num=%p,mode=%d\n", lport,
-                static_cast<void *>(unit), static_cast<void *>(child_port), static_cast<void *>(child_port_num),
-                mode);
+                static_cast<void *>(unit), static_cast<void *>(child_port),
+                static_cast<void *>(child_port_num), mode);
         return -1;
     }
     dp_lib_card_type_info_t static_info;
@@ -258,8 +266,8 @@ int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info, &split,
-                                                 child_port);
+    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info,
+                                                 &split, child_port);
     // This family refuses a mode without children.
     if (n <= 0) {
         return -1;
@@ -268,17 +276,21 @@ int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int
     return 0;
 }
 
-int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port, int *child_port_num)
+int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port,
+                                            int *child_port_num)
 {
-    return dm_local_get_child_unit_port_by_spe_mode(lport, kDefaultMode, unit, child_port, child_port_num);
+    return dm_local_get_child_unit_port_by_spe_mode(lport, kDefaultMode, unit, child_port,
+                                                    child_port_num);
 }
 
-int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_id, int *child_port, int *port_num)
+int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_id, int *child_port,
+                                               int *port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr || child_port == nullptr ||
-        port_num == nullptr) {
+    if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr ||
+        child_port == nullptr || port_num == nullptr) {
         DM_WARN("Invalid param.lport=%d,unit=%p,child_port=%p,child_port_num=%p\n", lport,
-                static_cast<void *>(unit), static_cast<void *>(child_port), static_cast<void *>(port_num));
+                static_cast<void *>(unit), static_cast<void *>(child_port),
+                static_cast<void *>(port_num));
         return -1;
     }
     dp_lib_card_type_info_t static_info;
@@ -293,8 +305,8 @@ int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_i
 int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit, int *child_port,
                                        int *child_port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr || child_port_num == nullptr ||
-        mode < kDefaultMode) {
+    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr ||
+        child_port_num == nullptr || mode < kDefaultMode) {
         DM_WARN("Invalid node=%x, lport=%d, mode=%d\n", node, lport, mode);
         return -1;
     }
@@ -305,8 +317,8 @@ int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit,
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info, &split,
-                                                 child_port);
+    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info,
+                                                 &split, child_port);
     if (n < 0) {
         return -1;
     }
@@ -314,13 +326,15 @@ int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit,
     return 0;
 }
 
-int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port, int *child_port_num)
+int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port,
+                                           int *child_port_num)
 {
-    return dm_get_child_unit_port_by_spe_mode(node, lport, kDefaultMode, unit, child_port, child_port_num);
+    return dm_get_child_unit_port_by_spe_mode(node, lport, kDefaultMode, unit, child_port,
+                                              child_port_num);
 }
 
-int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mode_id, int *port_num,
-                                         int *child_port)
+int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mode_id,
+                                         int *port_num, int *child_port)
 {
     if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr || port_num == nullptr ||
         child_port == nullptr) {
@@ -337,11 +351,11 @@ int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mo
     return dm_split_all_modes(static_info, split, mode_id, child_port, port_num);
 }
 
-int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *unit, int *child_port,
-                                           int *child_port_num)
+int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *unit,
+                                           int *child_port, int *child_port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr || child_port_num == nullptr ||
-        mode < kDefaultMode) {
+    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr ||
+        child_port_num == nullptr || mode < kDefaultMode) {
         DM_WARN("Invalid node=%x, lport=%d, mode=%d\n", node, lport, mode);
         return kGmsBadParam;
     }
@@ -366,11 +380,12 @@ int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *u
 int dm_get_child_unit_port_from_node_lport_gms(int node, int lport, int *unit, int *child_port,
                                                int *child_port_num)
 {
-    return dm_get_child_unit_port_by_spe_mode_gms(node, lport, kDefaultMode, unit, child_port, child_port_num);
+    return dm_get_child_unit_port_by_spe_mode_gms(node, lport, kDefaultMode, unit, child_port,
+                                                  child_port_num);
 }
 
-int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int *mode_id, int *port_num,
-                                             int *child_port)
+int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int *mode_id,
+                                             int *port_num, int *child_port)
 {
     if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr || port_num == nullptr ||
         child_port == nullptr) {
@@ -390,7 +405,8 @@ int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int
         mode_id[i] = split.split_mode_id[i];
         port_num[i] = split.split_mode_port_num[i];
         for (int j = 0; j < port_num[i]; ++j) {
-            if (!dm_split_child_cport_gms(node, split.child_port_lport[b + j], &child_port[b + j])) {
+            if (!dm_split_child_cport_gms(node, split.child_port_lport[b + j],
+                                          &child_port[b + j])) {
                 return kGmsChildErr;
             }
         }

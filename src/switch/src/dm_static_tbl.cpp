@@ -21,6 +21,14 @@ constexpr int kCardCfgLen = static_cast<int>(sizeof(dp_lib_card_type_info_t));
 constexpr int kUnitMax = DP_LIB_CARD_UNIT_MAX;
 constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
 
+// A 32-bit field of a payload that may be unaligned.
+int32_t dm_payload_int(const void *data, size_t offset)
+{
+    int32_t v;
+    std::memcpy(&v, static_cast<const char *>(data) + offset, sizeof v);
+    return v;
+}
+
 }  // namespace
 
 int dm_lib_static_tbl_init(void)
@@ -40,6 +48,10 @@ int dm_lib_static_tbl_init(void)
     return 0;
 }
 
+// A card-type record may claim more than 8 chips, but it describes only 8
+// units; every answer that indexes or hands out the per-unit arrays is
+// bounded by 8 here rather than refusing the record, so the rest of it (its
+// ports, name, PoE) still serves.
 int dm_card_unit_count(const dp_lib_card_type_info_t &cfg)
 {
     return std::min(cfg.chip_num, kUnitMax);
@@ -51,13 +63,9 @@ void dp_lib_card_cfg(void *data)
         DM_ERROR("invalid data!\r\n");
         return;
     }
-    int32_t card_type;
-    std::memcpy(&card_type, static_cast<const char *>(data) + offsetof(dp_lib_card_type_info_t, card_type),
-                sizeof card_type);
+    const int32_t card_type = dm_payload_int(data, offsetof(dp_lib_card_type_info_t, card_type));
     DM_VERBOSE("get card cfg type = %d!\n", card_type);
-    int32_t chip_num;
-    std::memcpy(&chip_num, static_cast<const char *>(data) + offsetof(dp_lib_card_type_info_t, chip_num),
-                sizeof chip_num);
+    const int32_t chip_num = dm_payload_int(data, offsetof(dp_lib_card_type_info_t, chip_num));
     if (chip_num > kUnitMax) {
         // Kept as sent; the queries answer for units 0..7 only.
         DM_WARN("card type %d has %d chips, units above %d are not described!\n", card_type,
