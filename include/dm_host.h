@@ -63,15 +63,18 @@ int addr_lib_reg_pd_frame(addr_lib_pd_frame_t *frame);
 
 /* ---- device events ---------------------------------------------------- */
 
+/* A link of a circular doubly linked list; an empty list's head points to
+ * itself both ways. */
 struct list_head {
-    struct list_head *next;
-    struct list_head *prev;
+    struct list_head *next; /* next link, or the head */
+    struct list_head *prev; /* previous link, or the head */
 };
 
+/* The wake-up object of an event list, set up by dm_os_event_init(). */
 typedef struct {
-    pthread_cond_t cond;
-    pthread_mutex_t mutex;
-    uint32_t count;
+    pthread_cond_t cond;   /* signalled when an event is queued */
+    pthread_mutex_t mutex; /* guards count */
+    uint32_t count;        /* signals not yet taken by the host's loop */
 } dm_os_event_t;
 
 /* A library's event list, handed to the host's event loop. After load the
@@ -114,15 +117,31 @@ bool dm_lib_data_bs_over(void);
 
 /* ---- the host's steps of the batch end, in the order they are called --- */
 
+/* The end of the data-plane batch synchronisation (batch flag
+ * SYNC_BATCH_OVER) calls these host steps in this order, without arguments,
+ * on the host thread that delivered the flag; the library's own step 6, the
+ * announcement of every chip-ID allocation, comes between steps 5 and 7.
+ * Every step runs even when one fails; their results are not examined. */
+
+/* Step 1. */
 int dp_lib_role_batch_local(void);
+/* Step 2. */
 int hotplug_lib_batch_local(void);
+/* Step 3. */
 int dtm_lib_batch_over_handle(void);
+/* Step 4. */
 int hotplug_lib_batch_install(void);
+/* Step 5. */
 int addr_lib_notity_dcm_ready(void);
+/* Step 7, after the library's announcement of every chip-ID allocation. */
 int dm_card_sub_pre_insert_noti_batch(void);
+/* Step 8. */
 int dp_lib_role_batch_global(void);
+/* Step 9. */
 int hotplug_lib_batch_global(void);
+/* Step 10. */
 int hotplug_lib_batch_dp_complete(void);
+/* Step 11, the last. */
 int dm_check_ldp_probe_noti_batch(void);
 
 #ifdef __cplusplus

@@ -41,6 +41,7 @@ typedef enum {
     PORT_MEDIUM_COPPER = 1,
     PORT_MEDIUM_FIBER_COPPER = 2, /* a combo port with both media */
 } dm_port_medium_type_t;
+/* The same enumeration under its other name. */
 typedef dm_port_medium_type_t dm_port_medium_type_e;
 
 /* Kinds of card (node). */
@@ -141,8 +142,8 @@ typedef struct {
 
 #define DP_LIB_CARD_UNIT_MAX 8    /* chips (units) a card-type record describes */
 #define DP_LIB_CARD_LPORT_MAX 256 /* local port numbers a card-type record describes */
-#define DP_LIB_CARD_NAME_LEN 32
-#define DP_LIB_CARD_RELATE_MAX 32
+#define DP_LIB_CARD_NAME_LEN 32   /* bytes of a card name, NUL included */
+#define DP_LIB_CARD_RELATE_MAX 32 /* related port ranges a card-type record holds */
 
 /* Card-type record, payload of DP_LIB_MSG_CARD_CFG (2036 bytes). */
 typedef struct {
@@ -203,7 +204,7 @@ typedef struct {
     int32_t lport_num; /* number of records that follow */
 } dp_lib_my_lport_msg_t;
 
-#define DP_LIB_MY_LPORT_HEAD_LEN 4
+#define DP_LIB_MY_LPORT_HEAD_LEN 4 /* bytes of dp_lib_my_lport_msg_t */
 
 /* Management-port interface index, payload of DP_LIB_MSG_PHY_MGMT_IFX (16 bytes). */
 typedef struct {
@@ -225,7 +226,7 @@ typedef struct {
     uint8_t reserve; /* not interpreted */
 } dm_per_inst_card_info_t;
 
-#define DP_LIB_PER_INST_MAX 256
+#define DP_LIB_PER_INST_MAX 256 /* entries of a pre-installed card list */
 
 /* Pre-installed card list, payload of DP_LIB_MSG_PORT_PRE_INST_DONE (1028 bytes). */
 typedef struct {
@@ -250,7 +251,7 @@ typedef struct {
     int32_t cfg_max; /* index of the chunk's last entry, inclusive */
 } dp_lib_fc_cfg_info_t;
 
-#define DP_LIB_FC_CFG_HEAD_LEN 8
+#define DP_LIB_FC_CFG_HEAD_LEN 8 /* bytes of dp_lib_fc_cfg_info_t before its entries */
 
 #ifdef __cplusplus
 }

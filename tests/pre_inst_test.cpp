@@ -30,8 +30,7 @@ int add_port(int slot, int lport, int lsm_slot)
 
 void send_list(int len, std::vector<dm_per_inst_card_info_t> cards)
 {
-    dp_lib_per_inst_info_t list = {};
-    list.len = len;
+    dp_lib_per_inst_info_t list = {len, {}};
     std::copy(cards.begin(), cards.end(), list.info);
     dmtest::send(DP_LIB_MSG_PORT_PRE_INST_DONE, list);
 }
@@ -45,7 +44,7 @@ int lines_with(const std::string &text)
     return n;
 }
 
-// Result of the query, and its answer as 10 + answer when it succeeds.
+// The query's result, or 10 + its answer when it succeeds.
 int ask(int phyid)
 {
     bool is = false;
@@ -65,15 +64,13 @@ TEST(PreInst, TakenOnceLoggedAndAnnounced)
     send_list(2, {{1, 3, 2, 0}, {1, 4, 2, 0}});
     const std::vector<dmtest::Event> ev = dmtest::wait_events(1);
     ASSERT_EQ(ev.size(), 1u);
-    EXPECT_EQ(ev[0].msg_id, DEV_MSG_PRE_INST_PORT_SYNC_DONE);
-    EXPECT_TRUE(ev[0].data.empty());
+    EXPECT_TRUE(ev[0].msg_id == DEV_MSG_PRE_INST_PORT_SYNC_DONE && ev[0].data.empty());
     EXPECT_EQ(lines_with(">:per inst card : 1 3 2 success, index:0"), 1);
     EXPECT_EQ(lines_with(">:per inst card : 1 4 2 success, index:1"), 1);
     EXPECT_EQ(lines_with(">:notify DEV_MSG_PRE_INST_PORT_SYNC_DONE"), 1);
-    EXPECT_EQ(ask(on_list), 11);
-    EXPECT_EQ(ask(dm_unit_port_phyid(1, 3, 0, 5)), 11);
-    EXPECT_EQ(ask(off_list), 10);
-    EXPECT_EQ(ask(0x06090909), -3);
+    EXPECT_EQ((std::vector<int>{ask(on_list), ask(dm_unit_port_phyid(1, 3, 0, 5)), ask(off_list),
+                                ask(0x06090909)}),
+              (std::vector<int>{11, 11, 10, -3}));
 
     // A second list changes nothing and raises nothing.
     const size_t lines = dmtest::log_lines().size();

@@ -51,7 +51,8 @@ void send_local_ports(std::vector<dp_lib_port_split_info_t> parents)
     dmtest::send_bytes(DP_LIB_MSG_MY_LPORT_CFG, msg);
 }
 
-void send_port(int node, int lport, int unit, int cport, bool parent = false, dp_lib_port_split_info_t s = {})
+void send_port(int node, int lport, int unit, int cport, bool parent = false,
+               dp_lib_port_split_info_t s = {})
 {
     dp_lib_port_t p = {};
     p.devid = dm_node_devid(node);
@@ -83,22 +84,31 @@ void setup(std::vector<dp_lib_port_split_info_t> local_parents = {kSplit})
     send_local_ports(local_parents);
 }
 
-// One answer: the result, then the unit, then the children (by-mode), or the
-// mode ids, the counts and the children (all modes), flattened.
-template <class Q>
-ints by_mode(Q q)
+enum family { kLocal, kGlobal, kGms };
+
+// A by-mode answer flattened: result, unit, then the children on success.
+ints by_mode(family f, int node, int lport, int mode)
 {
     int unit = -1, ports[32], num = 0;
-    const int ret = q(&unit, ports, &num);
+    const int ret =
+        f == kLocal ? dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, ports, &num)
+        : f == kGlobal
+            ? dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, ports, &num)
+            : dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, ports, &num);
     ints out = {ret, unit};
     out.insert(out.end(), ports, ports + (ret == 0 ? num : 0));
     return out;
 }
-template <class Q>
-ints all_modes(Q q)
+
+// An all-modes answer flattened: result, unit, (id, count) per mode, children.
+ints all_modes(family f, int node, int lport)
 {
     int unit = -1, ids[4], nums[4], ports[32], total = 0;
-    const int ret = q(&unit, ids, nums, ports);
+    const int ret =
+        f == kLocal ? dm_local_get_child_unit_port_with_all_mode(lport, &unit, ids, ports, nums)
+        : f == kGlobal
+            ? dm_get_child_unit_port_with_all_mode(node, lport, &unit, ids, nums, ports)
+            : dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, ids, nums, ports);
     ints out = {ret, unit};
     for (int i = 0; i < ret; ++i) {
         out.insert(out.end(), {ids[i], nums[i]});
@@ -107,23 +117,21 @@ ints all_modes(Q q)
     out.insert(out.end(), ports, ports + total);
     return out;
 }
-#define LOCAL(lport, mode) by_mode([&](int *u, int *p, int *n) { return dm_local_get_child_unit_port_by_spe_mode(lport, mode, u, p, n); })
-#define GLOBAL(node, lport, mode) by_mode([&](int *u, int *p, int *n) { return dm_get_child_unit_port_by_spe_mode(node, lport, mode, u, p, n); })
-#define GMS(node, lport, mode) by_mode([&](int *u, int *p, int *n) { return dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, u, p, n); })
-#define LOCAL_ALL(lport) all_modes([&](int *u, int *i, int *n, int *p) { return dm_local_get_child_unit_port_with_all_mode(lport, u, i, p, n); })
-#define GLOBAL_ALL(node, lport) all_modes([&](int *u, int *i, int *n, int *p) { return dm_get_child_unit_port_with_all_mode(node, lport, u, i, n, p); })
-#define GMS_ALL(node, lport) all_modes([&](int *u, int *i, int *n, int *p) { return dm_get_child_unit_port_with_all_mode_gms(node, lport, u, i, n, p); })
+#define LOCAL(lport, mode) by_mode(kLocal, 0, lport, mode)
+#define GLOBAL(node, lport, mode) by_mode(kGlobal, node, lport, mode)
+#define GMS(node, lport, mode) by_mode(kGms, node, lport, mode)
+#define LOCAL_ALL(lport) all_modes(kLocal, 0, lport)
+#define GLOBAL_ALL(node, lport) all_modes(kGlobal, node, lport)
+#define GMS_ALL(node, lport) all_modes(kGms, node, lport)
 
 TEST(SplitPort, LocalFamily)
 {
     setup();
     EXPECT_EQ(LOCAL(0, 2), (ints{0, 1, 114, 115}));
-    EXPECT_EQ(by_mode([](int *u, int *p, int *n) { return dm_local_get_child_unit_port_from_lport(0, u, p, n); }),
-              (ints{0, 1, 110, 111, 112, 113}));
+    EXPECT_EQ(LOCAL(0, -1), (ints{0, 1, 110, 111, 112, 113}));
     EXPECT_EQ(LOCAL_ALL(0), (ints{3, 1, 1, 4, 2, 2, 3, 0, 110, 111, 112, 113, 114, 115}));
     EXPECT_EQ(LOCAL(0, 3)[0], -1);  // no children: refused by this family
-    EXPECT_EQ(LOCAL(0, -2)[0], -1);
-    EXPECT_EQ(LOCAL(256, 1)[0], -1);
+    EXPECT_EQ(LOCAL(0, -2)[0] + LOCAL(256, 1)[0] + LOCAL_ALL(-1)[0], -3);
     dm_host_set_dbg_level(LIB_DBG_WARN);
     const std::string out = dmtest::capture_stdout([] {
         EXPECT_EQ(LOCAL(0, 256)[0], -1);
@@ -147,7 +155,7 @@ TEST(SplitPort, GlobalFamily)
     EXPECT_EQ(GLOBAL(kOther, 7, -1), (ints{0, 1, 120, 121}));
     EXPECT_EQ(GLOBAL_ALL(kOther, 7), (ints{2, 1, 2, 2, 5, 1, 120, 121, 122}));
     send_port(kOther, 8, 1, 108, true, split({}, {}, 1));
-    EXPECT_EQ(GLOBAL_ALL(kOther, 8), (ints{0, 1}));
+    EXPECT_EQ(GLOBAL_ALL(kOther, 8), (ints{0, 1}));  // no modes: only the unit
 
     dm_host_set_dbg_level(LIB_DBG_WARN);
     const std::string out = dmtest::capture_stdout([] {
@@ -169,11 +177,9 @@ TEST(SplitPort, GmsFamilyReadsOnlyThePortTable)
     EXPECT_EQ(GMS(kOther, 0, 3), (ints{0, 2}));
     EXPECT_EQ(GMS_ALL(kOther, 0), (ints{3, 2, 1, 4, 2, 2, 3, 0, 210, 211, 212, 213, 214, 215}));
     // -1 parameters, -2 sub-card, -3 no parent, -4 not a parent, -5 no mode or a missing child.
-    EXPECT_EQ(GMS(kOther, 0, -2)[0], -1);
-    EXPECT_EQ(GMS(kSub, 0, 1)[0], -2);
-    EXPECT_EQ(GMS_ALL(kOther, 40)[0], -3);
-    EXPECT_EQ(GMS(kOther, 10, 1)[0], -4);
-    EXPECT_EQ(GMS(kOther, 0, 7)[0], -5);
+    EXPECT_EQ((ints{GMS(kOther, 0, -2)[0], GMS(kSub, 0, 1)[0], GMS_ALL(kOther, 40)[0],
+                    GMS(kOther, 10, 1)[0], GMS(kOther, 0, 7)[0]}),
+              (ints{-1, -2, -3, -4, -5}));
     send_port(kOther, 30, 2, 230, true, split({1}, {2}, 1, 40));
     EXPECT_EQ(GMS_ALL(kOther, 30)[0], -5);
     EXPECT_EQ(GLOBAL(kOther, 30, 1), (ints{0, 1, 140, 141}));  // the card type still answers
@@ -190,15 +196,13 @@ TEST(SplitPort, DescriptionLargerThanItsArraysIsRefused)
 
     dm_host_set_dbg_level(LIB_DBG_WARN);
     const std::string out = dmtest::capture_stdout([] {
-        EXPECT_EQ(LOCAL(0, 1)[0], -1);
-        EXPECT_EQ(LOCAL_ALL(1)[0], -1);
-        EXPECT_EQ(GLOBAL(kOther, 0, 1)[0], -1);
-        EXPECT_EQ(GLOBAL_ALL(kOther, 1)[0], -1);
-        EXPECT_EQ(GMS(kOther, 0, 1)[0], -5);
-        EXPECT_EQ(GMS_ALL(kOther, 1)[0], -5);
+        EXPECT_EQ((ints{LOCAL(0, 1)[0], LOCAL_ALL(1)[0], GLOBAL(kOther, 0, 1)[0],
+                        GLOBAL_ALL(kOther, 1)[0], GMS(kOther, 0, 1)[0], GMS_ALL(kOther, 1)[0]}),
+                  (ints{-1, -1, -1, -1, -5, -5}));
     });
     EXPECT_NE(out.find(">:invalid split info: mode num 5, child port num 4.\n"), std::string::npos);
-    EXPECT_NE(out.find(">:invalid split info: mode num 3, child port num 40.\n"), std::string::npos);
+    EXPECT_NE(out.find(">:invalid split info: mode num 3, child port num 40.\n"),
+              std::string::npos);
 }
 
 }  // namespace

@@ -83,11 +83,18 @@ DM_API bool dm_is_local_chipid(int chipid);
  * *chipid_num is output only. -2 negative devid or null argument. */
 DM_API int dm_get_chipid_range_by_dev(int devid, int *chipid, int *chipid_num);
 
-/* The system's fixed special IDs, independent of the allocation: the
- * invalid ID (25), the reserved range (26..26) and the zone-reserved range
- * (1..8). The range functions return 0, or -2 for a null output. */
+/* The system's fixed special IDs, independent of the allocation: no table,
+ * no lock, any thread. */
+
+/* The chip ID that means no chip: 25. Never fails, prints nothing. */
 DM_API int dm_get_system_invalid_chipid(void);
+
+/* The system's reserved chip IDs, inclusive: *lower = *upper = 26. 0; -2
+ * with error "input arguments error" for a null output (nothing written). */
 DM_API int dm_get_system_reserved_chipid_range(int *lower, int *upper);
+
+/* The chip IDs reserved for zones, inclusive: *lower = 1, *upper = 8. 0; -2
+ * with error "input arguments error" for a null output (nothing written). */
 DM_API int dm_get_zone_reserved_chipid_range(int *lower, int *upper);
 
 /*

@@ -36,7 +36,14 @@ extern "C" {
  * one, never a transfer half done. Diagnostics are the "[FC ...]" messages,
  * printed under the level set by the "fcdbg " option (silent by default).
  */
+
+/* A copy of the committed startup list (its commit raises
+ * DEV_MSG_FC_START_CFG_OVER), with the results above. `cfg` receives the
+ * array, `num` its entry count. */
 DM_API int dm_get_fc_startup_cfg(dm_convert_cfg_t **cfg, int *num);
+
+/* A copy of the committed saved list (its commit raises
+ * DEV_MSG_FC_SAVE_CFG), with the results above. */
 DM_API int dm_get_fc_save_cfg(dm_convert_cfg_t **cfg, int *num);
 
 #ifdef __cplusplus

@@ -17,11 +17,13 @@
 extern "C" {
 #endif
 
+/* One index: the tree and the lock its owner takes around every use. */
 typedef struct {
     pthread_rwlock_t rwlock; /* guards the tree and the records it leads to; first member */
     void *root;              /* the C library's tree; null when empty */
 } dm_tree_root_t;
 
+/* One entry of an index, allocated by insert and freed by delete or destroy. */
 typedef struct {
     int key;    /* unique within a tree, ordered as a signed integer */
     void *data; /* the owner's record; never copied or freed here */

@@ -31,8 +31,7 @@ dp_lib_port_t *dm_port_find(dm_index &index, int key) DM_REQUIRES_SHARED(index)
     return static_cast<dp_lib_port_t *>(index.find(key));
 }
 
-int dm_port_index_insert(dm_index &index, int key, dp_lib_port_t *rec)
-    DM_REQUIRES(dm_port_rwlock)
+int dm_port_index_insert(dm_index &index, int key, dp_lib_port_t *rec) DM_REQUIRES(dm_port_rwlock)
 {
     dm_write_guard guard(index);
     return index.insert(key, rec);
@@ -60,8 +59,7 @@ void dm_port_index_take_over(dm_index &index, int key, int old_key, const dp_lib
 // Takes over the record of a port that is already known: its stale keys
 // leave the three secondary indexes and the new contents are copied over it
 // in place (its dm_phyid entry stays). Null when the port is new.
-dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in)
-    DM_REQUIRES(dm_port_rwlock)
+dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in) DM_REQUIRES(dm_port_rwlock)
 {
     dp_lib_port_t *old;
     {
@@ -245,13 +243,13 @@ void dm_lib_show_port_info_action(const void *nodep, const VISIT which, const in
     const auto *node = *static_cast<const dm_tree_node_t *const *>(nodep);
     dp_lib_port_t p;
     std::memcpy(&p, node->data, kPortLen);
-    std::printf("[%d/%d/%d](ifx 0x%x, phyid 0x%x, ss_phyid 0x%x, node 0x%x, sslot %d, unit %d, "
-                "chipid %d, cport %d, port_switch %s, medium_type %d, port_type: %d, poe:%d "
-                "lsm_key 0x%x, lsm_user_slot %d, lsm_user_lport %d, subcard_node 0x%x.\n",
-                p.devid, p.slotid, p.portid, p.ifx, p.phyid, p.ss_phyid, p.node, p.subslotid,
-                p.l_chipid, p.g_chipid, p.chip_portid, p.port_switch ? "true" : "false",
-                p.medium_type, p.type, p.poe_support ? 1 : 0, p.lsm_key, p.lsm_user_slot,
-                p.lsm_user_port, p.subcard_node);
+    std::printf(
+        "[%d/%d/%d](ifx 0x%x, phyid 0x%x, ss_phyid 0x%x, node 0x%x, sslot %d, unit %d, "
+        "chipid %d, cport %d, port_switch %s, medium_type %d, port_type: %d, poe:%d "
+        "lsm_key 0x%x, lsm_user_slot %d, lsm_user_lport %d, subcard_node 0x%x.\n",
+        p.devid, p.slotid, p.portid, p.ifx, p.phyid, p.ss_phyid, p.node, p.subslotid, p.l_chipid,
+        p.g_chipid, p.chip_portid, p.port_switch ? "true" : "false", p.medium_type, p.type,
+        p.poe_support ? 1 : 0, p.lsm_key, p.lsm_user_slot, p.lsm_user_port, p.subcard_node);
 }
 
 void dm_port_show_index(const char *heading, dm_index &index) DM_REQUIRES_SHARED(dm_port_rwlock)

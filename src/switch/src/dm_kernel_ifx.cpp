@@ -85,15 +85,9 @@ const dm_lsm_type_attr_t dm_lsm_port_type[] = {
 
 // The Ethernet link-layer types, without the two management types.
 const int dm_support_llcb_type[] = {
-    LLCB_FASTETHERNET,
-    LLCB_GIGABITETHERNET,
-    LLCB_TGIGABITETHERNET,
-    LLCB_FORTY_GIGABITETHERNET,
-    LLCB_HUNDRED_GIGABITETHERNET,
-    LLCB_25G_ETHERNET,
-    LLCB_FIFTY_GIGABITETHERNET,
-    LLCB_TH_GIGABITETHERNET,
-    LLCB_FH_GIGABITETHERNET,
+    LLCB_FASTETHERNET,          LLCB_GIGABITETHERNET,         LLCB_TGIGABITETHERNET,
+    LLCB_FORTY_GIGABITETHERNET, LLCB_HUNDRED_GIGABITETHERNET, LLCB_25G_ETHERNET,
+    LLCB_FIFTY_GIGABITETHERNET, LLCB_TH_GIGABITETHERNET,      LLCB_FH_GIGABITETHERNET,
 };
 const int dm_support_llcb_type_num = sizeof dm_support_llcb_type / sizeof dm_support_llcb_type[0];
 

@@ -217,8 +217,8 @@ int dm_get_chipid_port_from_phyid(int phyid, int *chipid, int *port)
         return -1;
     }
     int first = 0;
-    const int ret =
-        dm_get_first_chipid_from_unit_node(rec.l_chipid, dm_node_make(rec.devid, rec.slotid), &first);
+    const int ret = dm_get_first_chipid_from_unit_node(rec.l_chipid,
+                                                       dm_node_make(rec.devid, rec.slotid), &first);
     if (ret < 0) {
         DM_WARN("dm_get_chipid_from_unit_node = %d!\n", ret);
         return -1;
