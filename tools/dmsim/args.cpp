@@ -39,9 +39,8 @@ const Name kMedia[] = {
 };
 
 const Name kNodeTypes[] = {
-    {"unknown", DM_TYPE_UNKNOWN}, {"box", DM_TYPE_BOX}, {"mb", DM_TYPE_MB},
-    {"lc", DM_TYPE_LC},           {"sublc", DM_TYPE_SUB_LC}, {"sfc", DM_TYPE_SFC},
-    {"msc", DM_TYPE_MSC},
+    {"unknown", DM_TYPE_UNKNOWN}, {"box", DM_TYPE_BOX}, {"mb", DM_TYPE_MB},   {"lc", DM_TYPE_LC},
+    {"sublc", DM_TYPE_SUB_LC},    {"sfc", DM_TYPE_SFC}, {"msc", DM_TYPE_MSC},
 };
 
 const Name kDebugLevels[] = {
@@ -50,7 +49,7 @@ const Name kDebugLevels[] = {
 
 // The interface manager's link-layer type of each port type that has one.
 const Name kLlcbOfPortType[] = {
-    {"fe", 6},  {"ge", 7},  {"10g", 8},  {"40g", 10}, {"100g", 11}, {"vmgmt", 41},
+    {"fe", 6},    {"ge", 7},  {"10g", 8},  {"40g", 10},  {"100g", 11}, {"vmgmt", 41},
     {"mgmt", 28}, {"25g", 9}, {"50g", 49}, {"200g", 50}, {"400g", 51},
 };
 
@@ -151,20 +150,20 @@ struct Builder {
 };
 
 const Builder kBuilders[] = {
-    {"node", 2, 3,
-     [](const int *a, int n) {
-         return dm_node_make(a[0], a[1]) | (n > 2 ? static_cast<int>((DM_U32(a[2]) << 18) & 0xFC0000u) : 0);
-     }},
-    {"gslot", 2, 3, [](const int *a, int n) { return dm_get_gslot_from_lslot(a[0], a[1], n > 2 ? a[2] : 0); }},
+    {"node", 2, 3, [](const int *a, int n) { return node_of(a[0], a[1], n > 2 ? a[2] : 0); }},
+    {"gslot", 2, 3,
+     [](const int *a, int n) { return dm_get_gslot_from_lslot(a[0], a[1], n > 2 ? a[2] : 0); }},
     {"slot_lport", 3, 3, [](const int *a, int) { return dm_slot_lport_phyid(a[0], a[1], a[2]); }},
     {"mod_port", 2, 2, [](const int *a, int) { return dm_mod_port_phyid(a[0], a[1]); }},
-    {"unit_port", 4, 4, [](const int *a, int) { return dm_unit_port_phyid(a[0], a[1], a[2], a[3]); }},
+    {"unit_port", 4, 4,
+     [](const int *a, int) { return dm_unit_port_phyid(a[0], a[1], a[2], a[3]); }},
     {"dm_phyid", 4, 4, [](const int *a, int) { return dm_phyid_make(a[0], a[1], a[2], a[3]); }},
     {"lport_phyid", 2, 2, [](const int *a, int) { return dm_lport_phyid_make(a[0], a[1]); }},
     {"sysport", 4, 4, [](const int *a, int) { return dm_sysport_make(a[0], a[1], a[2], a[3]); }},
     {"mgmt", 3, 3,
      [](const int *a, int) {
-         return static_cast<int>(0x0F000000u | (DM_U32(a[0]) << 16) | (DM_U32(a[1]) << 8) | DM_U32(a[2]));
+         return static_cast<int>(0x0F000000u | (DM_U32(a[0]) << 16) | (DM_U32(a[1]) << 8) |
+                                 DM_U32(a[2]));
      }},
 };
 
@@ -201,7 +200,8 @@ bool parse_builder(const std::string &text, int *value, std::string *err)
         size_t start = 0;
         while (start <= inner.size()) {
             size_t comma = inner.find(',', start);
-            std::string part = inner.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+            std::string part =
+                inner.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
             if (n == 4 || !parse_int(part, &a[n], err)) {
                 *err = "bad arguments in '" + text + "'";
                 return false;
@@ -214,7 +214,8 @@ bool parse_builder(const std::string &text, int *value, std::string *err)
         }
         if (n < b.min_args || n > b.max_args) {
             *err = name + "() takes " + std::to_string(b.min_args) +
-                   (b.max_args != b.min_args ? " or " + std::to_string(b.max_args) : "") + " arguments";
+                   (b.max_args != b.min_args ? " or " + std::to_string(b.max_args) : "") +
+                   " arguments";
             return false;
         }
         *value = b.build(a, n);
@@ -310,6 +311,40 @@ std::vector<std::string> Args::unknown(const std::vector<std::string> &known) co
     return out;
 }
 
+int node_of(int dev, int slot, int sslot)
+{
+    return dm_node_make(dev, slot) | static_cast<int>((DM_U32(sslot) << 18) & 0xFC0000u);
+}
+
+bool Args::only(const std::vector<std::string> &known, std::string *err) const
+{
+    std::vector<std::string> bad = unknown(known);
+    if (bad.empty()) {
+        return true;
+    }
+    *err = "unknown option '" + bad.front() + "'";
+    return false;
+}
+
+bool Args::get(const char *name, int *v, std::string *err) const
+{
+    const std::string *s = opt(name);
+    if (s != nullptr && !parse_int(*s, v, err)) {
+        *err = std::string(name) + "=: " + *err;
+        return false;
+    }
+    return true;
+}
+
+bool Args::need(const char *name, int *v, std::string *err) const
+{
+    if (!has(name)) {
+        *err = std::string("missing ") + name + "=";
+        return false;
+    }
+    return get(name, v, err);
+}
+
 bool parse_int(const std::string &text, int *value, std::string *err)
 {
     if (text == "true") {
@@ -337,7 +372,8 @@ bool parse_int(const std::string &text, int *value, std::string *err)
     return false;
 }
 
-bool parse_list(const std::string &text, std::vector<int> *values, std::string *err, size_t max_items)
+bool parse_list(const std::string &text, std::vector<int> *values, std::string *err,
+                size_t max_items)
 {
     values->clear();
     if (text.empty()) {
@@ -346,7 +382,8 @@ bool parse_list(const std::string &text, std::vector<int> *values, std::string *
     size_t start = 0;
     while (true) {
         size_t comma = find_top_comma(text, start);
-        std::string item = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        std::string item =
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
         // A range "a-b": the dash after the first character (a leading dash
         // is a sign).
         size_t dash = item.find('-', 1);
@@ -356,7 +393,8 @@ bool parse_list(const std::string &text, std::vector<int> *values, std::string *
         if (star != std::string::npos) {
             // "v*n": n times the value v.
             int times = 0;
-            if (!parse_int(item.substr(0, star), &lo, err) || !parse_int(item.substr(star + 1), &times, err)) {
+            if (!parse_int(item.substr(0, star), &lo, err) ||
+                !parse_int(item.substr(star + 1), &times, err)) {
                 return false;
             }
             if (times < 0 || static_cast<size_t>(times) + values->size() > max_items) {
@@ -371,7 +409,8 @@ bool parse_list(const std::string &text, std::vector<int> *values, std::string *
             continue;
         }
         if (dash != std::string::npos && item.find('(') == std::string::npos) {
-            if (!parse_int(item.substr(0, dash), &lo, err) || !parse_int(item.substr(dash + 1), &hi, err)) {
+            if (!parse_int(item.substr(0, dash), &lo, err) ||
+                !parse_int(item.substr(dash + 1), &hi, err)) {
                 return false;
             }
             if (hi < lo) {
@@ -399,7 +438,8 @@ bool parse_list(const std::string &text, std::vector<int> *values, std::string *
     }
 }
 
-bool parse_hex_bytes(const std::vector<std::string> &words, std::vector<uint8_t> *bytes, std::string *err)
+bool parse_hex_bytes(const std::vector<std::string> &words, std::vector<uint8_t> *bytes,
+                     std::string *err)
 {
     bytes->clear();
     for (std::string w : words) {
@@ -416,7 +456,8 @@ bool parse_hex_bytes(const std::vector<std::string> &words, std::vector<uint8_t>
                 *err = "bad hex bytes '" + w + "'";
                 return false;
             }
-            bytes->push_back(static_cast<uint8_t>(std::strtoul(w.substr(i, 2).c_str(), nullptr, 16)));
+            bytes->push_back(
+                static_cast<uint8_t>(std::strtoul(w.substr(i, 2).c_str(), nullptr, 16)));
         }
     }
     return true;

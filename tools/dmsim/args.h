@@ -29,6 +29,12 @@ struct Args {
     const std::string *opt(const std::string &name) const;
     // Names of options that are not in `known` (for "unknown option" errors).
     std::vector<std::string> unknown(const std::vector<std::string> &known) const;
+    // False with "unknown option 'x'" when an option is not in `known`.
+    bool only(const std::vector<std::string> &known, std::string *err) const;
+    // The number given as name=N into *v; *v stays when the option is
+    // absent (get) or that is an error (need: "missing name=").
+    bool get(const char *name, int *v, std::string *err) const;
+    bool need(const char *name, int *v, std::string *err) const;
 };
 
 // A 32-bit value: decimal, 0x hex or 0b binary, optionally negative; true
@@ -40,6 +46,9 @@ struct Args {
 // Values from -2^31 to 2^32-1 are accepted; those above 2^31-1 wrap, so
 // 0xffffffff is -1.
 bool parse_int(const std::string &text, int *value, std::string *err);
+
+// The node of a card: device, slot and sub-slot.
+int node_of(int dev, int slot, int sslot);
 
 // A comma-separated list of values, ranges "a-b" (ascending) and repeats
 // "v*n", at most `max_items` values in all.

@@ -99,7 +99,7 @@ struct Spec {
     std::string name;
     bool has_default = false;  // "name=N"
     int def = 0;
-    bool bracket = false;      // "name[N/cnt]" or "name[cnt]"
+    bool bracket = false;  // "name[N/cnt]" or "name[cnt]"
     long long size = 0;
     std::string cnt;
 };
@@ -135,9 +135,9 @@ Spec parse_spec(const char *text)
 struct Slot {
     PKind kind = PKind::In;
     Spec spec;
-    long long in = 0;   // input value; 1 selects the application's handler
-    bool given = false; // an input or count was given by the caller
-    bool null = false;  // pass a null pointer
+    long long in = 0;    // input value; 1 selects the application's handler
+    bool given = false;  // an input or count was given by the caller
+    bool null = false;   // pass a null pointer
     std::vector<int> ints;
     std::vector<unsigned char> bytes;
     int *lib_ints = nullptr;
@@ -151,7 +151,9 @@ T pass(Slot &s)
     if constexpr (k == PKind::In) {
         return static_cast<T>(s.in);
     } else if constexpr (k == PKind::EventFn || k == PKind::RpcFn) {
-        return s.in != 0 ? reinterpret_cast<T>(k == PKind::EventFn ? g_event_handler : g_rpc_handler) : nullptr;
+        return s.in != 0
+                   ? reinterpret_cast<T>(k == PKind::EventFn ? g_event_handler : g_rpc_handler)
+                   : nullptr;
     } else if constexpr (k == PKind::IntOut) {
         return s.null ? nullptr : s.ints.data();
     } else if constexpr (k == PKind::LibInts) {
@@ -182,24 +184,15 @@ int slot_index(const std::vector<Slot> &slots, const std::string &name)
     return -1;
 }
 
-// Reads the words into the slots: inputs from positional words, counts and
-// nulls from options; then sizes the output storage.
-bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args, std::vector<Slot> &slots,
-             std::string *err)
+// Inputs from the positional words, in order; handlers as "app" or "null".
+bool read_inputs(const CallEntry &e, const Args &args, std::vector<Slot> &slots, std::string *err)
 {
-    if (e.params.size() != n) {
-        *err = "call table entry of " + std::string(e.name) + " does not match its declaration";
-        return false;
-    }
     size_t required = 0;
     size_t inputs = 0;
-    for (size_t i = 0; i < n; ++i) {
-        slots[i].kind = kinds[i];
-        slots[i].spec = parse_spec(e.params[i]);
-        slots[i].in = slots[i].spec.def;
-        if (is_input(kinds[i])) {
+    for (const Slot &s : slots) {
+        if (is_input(s.kind)) {
             ++inputs;
-            required += slots[i].spec.has_default ? 0 : 1;
+            required += s.spec.has_default ? 0 : 1;
         }
     }
     if (args.pos.size() < required || args.pos.size() > inputs) {
@@ -207,12 +200,8 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
         return false;
     }
     size_t next = 0;
-    for (size_t i = 0; i < n; ++i) {
-        Slot &s = slots[i];
-        if (!is_input(s.kind)) {
-            continue;
-        }
-        if (next >= args.pos.size()) {
+    for (Slot &s : slots) {
+        if (!is_input(s.kind) || next >= args.pos.size()) {
             continue;
         }
         const std::string &w = args.pos[next++];
@@ -231,13 +220,20 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
         }
         s.in = v;
     }
+    return true;
+}
+
+// name=null for any pointer; name=V for an in/out count or an input that
+// has a default.
+bool read_options(const CallEntry &e, const Args &args, std::vector<Slot> &slots, std::string *err)
+{
     for (const auto &o : args.opts) {
         int i = slot_index(slots, o.first);
         if (i < 0) {
             *err = "no parameter named '" + o.first + "'; usage: " + call_usage(e);
             return false;
         }
-        Slot &s = slots[i];
+        Slot &s = slots[static_cast<size_t>(i)];
         if (o.second == "null" && !is_input(s.kind)) {
             s.null = true;
             continue;
@@ -253,19 +249,35 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
         s.in = v;
         s.given = true;
     }
+    return true;
+}
+
+// Entries of a caller array: its spec's size, or more when the count it is
+// tied to announces a larger capacity.
+bool array_entries(const std::vector<Slot> &slots, const Slot &s, long long *entries,
+                   std::string *err)
+{
+    *entries = s.spec.size;
+    int tie = slot_index(slots, s.spec.cnt);
+    if (tie >= 0 && slots[static_cast<size_t>(tie)].spec.has_default &&
+        slots[static_cast<size_t>(tie)].in > *entries) {
+        *entries = slots[static_cast<size_t>(tie)].in;
+    }
+    if (*entries > kMaxEntries) {
+        *err = "arrays are limited to " + std::to_string(kMaxEntries) + " entries here";
+        return false;
+    }
+    return true;
+}
+
+// Output storage, filled with the unset pattern.
+bool size_outputs(std::vector<Slot> &slots, std::string *err)
+{
     for (Slot &s : slots) {
-        size_t rec = record_size(s.kind);
         long long entries = 1;
-        if (s.spec.bracket && (s.kind == PKind::IntOut || s.kind == PKind::AllocArr)) {
-            entries = s.spec.size;
-            int tie = slot_index(slots, s.spec.cnt);
-            if (tie >= 0 && slots[tie].spec.has_default && slots[tie].in > entries) {
-                entries = slots[tie].in;
-            }
-            if (entries > kMaxEntries) {
-                *err = "arrays are limited to " + std::to_string(kMaxEntries) + " entries here";
-                return false;
-            }
+        if (s.spec.bracket && (s.kind == PKind::IntOut || s.kind == PKind::AllocArr) &&
+            !array_entries(slots, s, &entries, err)) {
+            return false;
         }
         switch (s.kind) {
         case PKind::IntOut:
@@ -279,10 +291,11 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
         case PKind::LportRec:
         case PKind::CardRec:
         case PKind::AllocArr:
-            s.bytes.assign(rec * static_cast<size_t>(entries), kUnsetByte);
+            s.bytes.assign(record_size(s.kind) * static_cast<size_t>(entries), kUnsetByte);
             break;
         case PKind::CharBuf: {
-            int len = slot_index(slots, s.spec.cnt) >= 0 ? static_cast<int>(slots[slot_index(slots, s.spec.cnt)].in) : 0;
+            int len_at = slot_index(slots, s.spec.cnt);
+            long long len = len_at >= 0 ? slots[static_cast<size_t>(len_at)].in : 0;
             if (len > kMaxEntries) {
                 *err = "buffers are limited to " + std::to_string(kMaxEntries) + " bytes here";
                 return false;
@@ -297,6 +310,23 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
         }
     }
     return true;
+}
+
+// Reads the words into the slots and sizes the output storage.
+bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
+             std::vector<Slot> &slots, std::string *err)
+{
+    if (e.params.size() != n) {
+        *err = "call table entry of " + std::string(e.name) + " does not match its declaration";
+        return false;
+    }
+    for (size_t i = 0; i < n; ++i) {
+        slots[i].kind = kinds[i];
+        slots[i].spec = parse_spec(e.params[i]);
+        slots[i].in = slots[i].spec.def;
+    }
+    return read_inputs(e, args, slots, err) && read_options(e, args, slots, err) &&
+           size_outputs(slots, err);
 }
 
 std::string title_of(const CallEntry &e, const std::vector<Slot> &slots)
@@ -347,7 +377,8 @@ std::string describe(const CallEntry &e, const PKind *kinds, size_t n, bool has_
 }
 
 // How many entries of an array to print, from its spec's count.
-long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret, int depth = 0)
+long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret,
+                        int depth = 0)
 {
     const Slot &s = slots[i];
     const std::string &cnt = s.spec.cnt;
@@ -379,10 +410,12 @@ long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, 
     if (c < 0) {
         c = 0;
     }
-    if (s.spec.size > 0 && c > s.spec.size && (s.kind == PKind::LibInts || s.kind == PKind::LibCfgs)) {
+    if (s.spec.size > 0 && c > s.spec.size &&
+        (s.kind == PKind::LibInts || s.kind == PKind::LibCfgs)) {
         c = s.spec.size;
     }
-    if ((s.kind == PKind::IntOut || s.kind == PKind::AllocArr) && c > static_cast<long long>(capacity(s))) {
+    if ((s.kind == PKind::IntOut || s.kind == PKind::AllocArr) &&
+        c > static_cast<long long>(capacity(s))) {
         c = static_cast<long long>(capacity(s));
     }
     return c;
@@ -400,7 +433,8 @@ bool all_unset(const std::vector<unsigned char> &bytes)
 
 void add_split(Result *out, const std::string &g, const dp_lib_port_split_info_t &s)
 {
-    int modes = s.split_mode_num <= DP_LIB_SPLIT_MODE_MAX ? s.split_mode_num : DP_LIB_SPLIT_MODE_MAX;
+    int modes =
+        s.split_mode_num <= DP_LIB_SPLIT_MODE_MAX ? s.split_mode_num : DP_LIB_SPLIT_MODE_MAX;
     std::vector<int> ids;
     std::vector<int> nums;
     int children = 0;
@@ -438,8 +472,8 @@ void add_lport_rec(Result *out, const std::string &g, const dp_lib_lport_t &p)
 {
     out->add_int(g + ".lport_phyid", p.lport_phyid, Fmt::Hex);
     out->add_int(g + ".lport", p.lport, Fmt::Dec);
-    out->add_int(g + ".medium_type", p.medium_type, Fmt::Dec);
-    out->add_int(g + ".type", p.type, Fmt::Dec);
+    out->add_int(g + ".medium_type", p.medium_type, Fmt::Medium);
+    out->add_int(g + ".type", p.type, Fmt::PortType);
     out->add_int(g + ".is_parent", p.is_parent, Fmt::Bool);
     if (p.is_parent != 0) {
         add_split(out, g, p.split_info);
@@ -452,9 +486,10 @@ void add_card_rec(Result *out, const std::string &g, const dp_lib_card_type_info
     out->add_str(g + ".name", std::string(c.name, strnlen(c.name, sizeof c.name)));
     out->add_int(g + ".port_num", c.port_num, Fmt::Dec);
     out->add_int(g + ".chip_num", c.chip_num, Fmt::Dec);
-    out->add_list(g + ".chip_types", std::vector<int>(c.chip_types, c.chip_types + DP_LIB_CARD_UNIT_MAX), Fmt::Dec);
+    out->add_list(g + ".chip_types",
+                  std::vector<int>(c.chip_types, c.chip_types + DP_LIB_CARD_UNIT_MAX), Fmt::Dec);
     out->add_int(g + ".poe_support", c.poe_support, Fmt::Bool);
-    out->add_int(g + ".node_type", c.node_type, Fmt::Dec);
+    out->add_int(g + ".node_type", c.node_type, Fmt::NodeType);
     std::vector<int> lports;
     std::vector<int> units;
     std::vector<int> cports;
@@ -474,7 +509,8 @@ void add_card_rec(Result *out, const std::string &g, const dp_lib_card_type_info
     out->add_list(g + ".cports", cports, Fmt::Dec);
     out->add_list(g + ".poe_lports", poe, Fmt::Dec);
     out->add_list(g + ".chip_cport_max",
-                  std::vector<int>(c.chip_cport_max, c.chip_cport_max + DP_LIB_CARD_UNIT_MAX), Fmt::Dec);
+                  std::vector<int>(c.chip_cport_max, c.chip_cport_max + DP_LIB_CARD_UNIT_MAX),
+                  Fmt::Dec);
     std::vector<int> major;
     std::vector<int> first;
     std::vector<int> last;
@@ -492,104 +528,125 @@ void add_card_rec(Result *out, const std::string &g, const dp_lib_card_type_info
     }
 }
 
+void collect_int(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret, Result *out)
+{
+    const Slot &s = slots[i];
+    const std::string &name = s.spec.name;
+    if (s.spec.bracket) {
+        long long c = printed_count(slots, i, has_ret, ret);
+        out->add_list(name, std::vector<int>(s.ints.begin(), s.ints.begin() + c),
+                      fmt_for_name(name));
+    } else if (s.ints[0] == kUnsetInt) {
+        out->add_unset(name);
+    } else {
+        out->add_int(name, s.ints[0], fmt_for_name(name));
+    }
+}
+
+void collect_record(const Slot &s, Result *out)
+{
+    const std::string &name = s.spec.name;
+    if (all_unset(s.bytes)) {
+        out->add_unset(name);
+    } else if (s.kind == PKind::PortRec) {
+        dm_port_t p;
+        std::memcpy(&p, s.bytes.data(), sizeof p);
+        add_port_rec(out, name, p);
+    } else if (s.kind == PKind::LportRec) {
+        dp_lib_lport_t p;
+        std::memcpy(&p, s.bytes.data(), sizeof p);
+        add_lport_rec(out, name, p);
+    } else {
+        auto c = std::make_unique<dp_lib_card_type_info_t>();
+        std::memcpy(c.get(), s.bytes.data(), sizeof *c);
+        add_card_rec(out, name, *c);
+    }
+}
+
+// The chip-ID allocation records, as three parallel lists.
+void collect_allocs(const Slot &s, long long count, Result *out)
+{
+    std::vector<int> ids;
+    std::vector<int> nodes;
+    std::vector<int> units;
+    for (long long k = 0; k < count; ++k) {
+        dm_chipid_alloc_t a;
+        std::memcpy(&a, s.bytes.data() + k * sizeof a, sizeof a);
+        ids.push_back(a.chipid);
+        nodes.push_back(a.node);
+        units.push_back(a.unit);
+    }
+    out->add_list(s.spec.name + ".chipid", ids, Fmt::Dec);
+    out->add_list(s.spec.name + ".node", nodes, Fmt::Hex);
+    out->add_list(s.spec.name + ".unit", units, Fmt::Dec);
+}
+
+void collect_lib_array(const Slot &s, long long count, Result *out)
+{
+    const std::string &name = s.spec.name;
+    if (s.lib_ints == nullptr && s.lib_cfgs == nullptr) {
+        out->add_null(name);
+    } else if (s.lib_ints != nullptr) {
+        out->add_list(name, std::vector<int>(s.lib_ints, s.lib_ints + count), fmt_for_name(name));
+    } else {
+        std::vector<int> phyids;
+        std::vector<int> types;
+        for (long long k = 0; k < count; ++k) {
+            phyids.push_back(s.lib_cfgs[k].phyid);
+            types.push_back(s.lib_cfgs[k].type);
+        }
+        out->add_list(name + ".phyid", phyids, Fmt::Hex);
+        out->add_list(name + ".type", types, Fmt::PortType);
+    }
+}
+
+void collect_string(const Slot &s, Result *out)
+{
+    const char *b = reinterpret_cast<const char *>(s.bytes.data());
+    size_t len = strnlen(b, s.bytes.size());
+    if (all_unset(s.bytes)) {
+        out->add_unset(s.spec.name);
+    } else if (len == s.bytes.size()) {
+        out->add_str(s.spec.name, std::string(b, len) + "...(not terminated)");
+    } else {
+        out->add_str(s.spec.name, std::string(b, len));
+    }
+}
+
 // Fills the result with the outputs, in parameter order.
 void collect(const std::vector<Slot> &slots, bool has_ret, int ret, Result *out)
 {
     for (size_t i = 0; i < slots.size(); ++i) {
         const Slot &s = slots[i];
-        const std::string &name = s.spec.name;
         if (is_input(s.kind) || s.null) {
             continue;
         }
         switch (s.kind) {
         case PKind::IntOut:
-            if (s.spec.bracket) {
-                long long c = printed_count(slots, i, has_ret, ret);
-                out->add_list(name, std::vector<int>(s.ints.begin(), s.ints.begin() + c), fmt_for_name(name));
-            } else if (s.ints[0] == kUnsetInt) {
-                out->add_unset(name);
-            } else {
-                out->add_int(name, s.ints[0], fmt_for_name(name));
-            }
+            collect_int(slots, i, has_ret, ret, out);
             break;
         case PKind::BoolOut:
             if (s.bytes[0] == kUnsetByte) {
-                out->add_unset(name);
+                out->add_unset(s.spec.name);
             } else {
-                out->add_int(name, s.bytes[0], Fmt::Bool);
+                out->add_int(s.spec.name, s.bytes[0], Fmt::Bool);
             }
             break;
         case PKind::PortRec:
         case PKind::LportRec:
         case PKind::CardRec:
-            if (all_unset(s.bytes)) {
-                out->add_unset(name);
-            } else if (s.kind == PKind::PortRec) {
-                dm_port_t p;
-                std::memcpy(&p, s.bytes.data(), sizeof p);
-                add_port_rec(out, name, p);
-            } else if (s.kind == PKind::LportRec) {
-                dp_lib_lport_t p;
-                std::memcpy(&p, s.bytes.data(), sizeof p);
-                add_lport_rec(out, name, p);
-            } else {
-                auto c = std::make_unique<dp_lib_card_type_info_t>();
-                std::memcpy(c.get(), s.bytes.data(), sizeof *c);
-                add_card_rec(out, name, *c);
-            }
+            collect_record(s, out);
             break;
-        case PKind::AllocArr: {
-            long long c = printed_count(slots, i, has_ret, ret);
-            std::vector<int> ids;
-            std::vector<int> nodes;
-            std::vector<int> units;
-            for (long long k = 0; k < c; ++k) {
-                dm_chipid_alloc_t a;
-                std::memcpy(&a, s.bytes.data() + k * sizeof a, sizeof a);
-                ids.push_back(a.chipid);
-                nodes.push_back(a.node);
-                units.push_back(a.unit);
-            }
-            out->add_list(name + ".chipid", ids, Fmt::Dec);
-            out->add_list(name + ".node", nodes, Fmt::Hex);
-            out->add_list(name + ".unit", units, Fmt::Dec);
+        case PKind::AllocArr:
+            collect_allocs(s, printed_count(slots, i, has_ret, ret), out);
             break;
-        }
         case PKind::LibInts:
-            if (s.lib_ints == nullptr) {
-                out->add_null(name);
-            } else {
-                long long c = printed_count(slots, i, has_ret, ret);
-                out->add_list(name, std::vector<int>(s.lib_ints, s.lib_ints + c), fmt_for_name(name));
-            }
-            break;
         case PKind::LibCfgs:
-            if (s.lib_cfgs == nullptr) {
-                out->add_null(name);
-            } else {
-                long long c = printed_count(slots, i, has_ret, ret);
-                std::vector<int> phyids;
-                std::vector<int> types;
-                for (long long k = 0; k < c; ++k) {
-                    phyids.push_back(s.lib_cfgs[k].phyid);
-                    types.push_back(s.lib_cfgs[k].type);
-                }
-                out->add_list(name + ".phyid", phyids, Fmt::Hex);
-                out->add_list(name + ".type", types, Fmt::Dec);
-            }
+            collect_lib_array(s, printed_count(slots, i, has_ret, ret), out);
             break;
-        case PKind::CharBuf: {
-            const char *b = reinterpret_cast<const char *>(s.bytes.data());
-            size_t len = strnlen(b, s.bytes.size());
-            if (all_unset(s.bytes)) {
-                out->add_unset(name);
-            } else if (len == s.bytes.size()) {
-                out->add_str(name, std::string(b, len) + "...(not terminated)");
-            } else {
-                out->add_str(name, std::string(b, len));
-            }
+        case PKind::CharBuf:
+            collect_string(s, out);
             break;
-        }
         default:
             break;
         }
@@ -626,7 +683,8 @@ struct Adapter<R(A...)> {
         return describe(e, kinds.data(), sizeof...(A), !std::is_void_v<R>);
     }
 
-    static bool invoke(void *sym, const CallEntry &e, const Args &args, Result *out, std::string *err)
+    static bool invoke(void *sym, const CallEntry &e, const Args &args, Result *out,
+                       std::string *err)
     {
         const std::array<PKind, sizeof...(A) + 1> kinds = {kind_of<A>()..., PKind::In};
         std::vector<Slot> slots(sizeof...(A));
@@ -657,11 +715,12 @@ struct Adapter<R(A...)> {
 template <class Sig>
 constexpr size_t arity_of = Adapter<Sig>::arity;
 
-#define DM_CALL(fn, family, ret, ...)                                                          \
-    CallEntry                                                                                  \
-    {                                                                                          \
-        #fn, family, ret, {__VA_ARGS__}, &Adapter<decltype(fn)>::invoke,                       \
-            &Adapter<decltype(fn)>::usage, arity_of<decltype(fn)>                              \
+#define DM_CALL(fn, family, ret, ...)                                                            \
+    CallEntry                                                                                    \
+    {                                                                                            \
+#fn, family, ret,                                                                        \
+            {__VA_ARGS__ }, &Adapter < decltype(fn)> ::invoke, &Adapter < decltype(fn)> ::usage, \
+             arity_of < decltype(fn)>                                                            \
     }
 
 std::vector<void *> &symbols()
@@ -694,7 +753,8 @@ const std::vector<CallEntry> &call_table()
         DM_CALL(dm_get_port_type, "port", "ret", "phyid", "eth_type"),
         DM_CALL(dm_port_is_on_local_device, "port", "ret", "phyid"),
         DM_CALL(dm_get_card_port_num, "port", "ret", "node"),
-        DM_CALL(dm_get_phyid_by_slot_unit_port, "port", "ret", "devid", "slot", "unit", "port", "phyid"),
+        DM_CALL(dm_get_phyid_by_slot_unit_port, "port", "ret", "devid", "slot", "unit", "port",
+                "phyid"),
         DM_CALL(dm_get_phyid_by_slot_lport, "port", "ret", "devid", "slot", "lport", "phyid"),
         DM_CALL(dm_is_llcb_type_support, "port", "ret", "llcb_type"),
         // Split ports.
@@ -702,16 +762,16 @@ const std::vector<CallEntry> &call_table()
                 "child_port[32/child_port_num]", "child_port_num"),
         DM_CALL(dm_local_get_child_unit_port_from_lport, "split", "ret", "lport", "unit",
                 "child_port[32/child_port_num]", "child_port_num"),
-        DM_CALL(dm_local_get_child_unit_port_with_all_mode, "split", "ret", "lport", "unit", "mode_id[4/ret]",
-                "child_port[32/+port_num]", "port_num[4/ret]"),
+        DM_CALL(dm_local_get_child_unit_port_with_all_mode, "split", "ret", "lport", "unit",
+                "mode_id[4/ret]", "child_port[32/+port_num]", "port_num[4/ret]"),
         DM_CALL(dm_get_child_unit_port_by_spe_mode, "split", "ret", "node", "lport", "mode", "unit",
                 "child_port[32/child_port_num]", "child_port_num"),
         DM_CALL(dm_get_child_unit_port_from_node_lport, "split", "ret", "node", "lport", "unit",
                 "child_port[32/child_port_num]", "child_port_num"),
-        DM_CALL(dm_get_child_unit_port_with_all_mode, "split", "ret", "node", "lport", "unit", "mode_id[4/ret]",
-                "port_num[4/ret]", "child_port[32/+port_num]"),
-        DM_CALL(dm_get_child_unit_port_by_spe_mode_gms, "split", "ret", "node", "lport", "mode", "unit",
-                "child_port[32/child_port_num]", "child_port_num"),
+        DM_CALL(dm_get_child_unit_port_with_all_mode, "split", "ret", "node", "lport", "unit",
+                "mode_id[4/ret]", "port_num[4/ret]", "child_port[32/+port_num]"),
+        DM_CALL(dm_get_child_unit_port_by_spe_mode_gms, "split", "ret", "node", "lport", "mode",
+                "unit", "child_port[32/child_port_num]", "child_port_num"),
         DM_CALL(dm_get_child_unit_port_from_node_lport_gms, "split", "ret", "node", "lport", "unit",
                 "child_port[32/child_port_num]", "child_port_num"),
         DM_CALL(dm_get_child_unit_port_with_all_mode_gms, "split", "ret", "node", "lport", "unit",
@@ -722,9 +782,11 @@ const std::vector<CallEntry> &call_table()
         DM_CALL(dm_phyid_is_phy_mgmt_phyid, "mgmt", "ret", "phyid"),
         DM_CALL(dm_get_node_from_phy_mgmt_phyid, "mgmt", "node", "phyid"),
         DM_CALL(dm_get_phy_mgmt_phyid_from_dev_slot, "mgmt", "phyid", "dev_id", "slot_id"),
-        DM_CALL(dm_get_phy_mgmt_phyid_from_dev_slot_lport, "mgmt", "phyid", "dev_id", "slot_id", "lport"),
+        DM_CALL(dm_get_phy_mgmt_phyid_from_dev_slot_lport, "mgmt", "phyid", "dev_id", "slot_id",
+                "lport"),
         DM_CALL(dm_get_dev_slot_from_phy_mgmt_phyid, "mgmt", "ret", "phyid", "dev_id", "slot_id"),
-        DM_CALL(dm_get_dev_slot_lport_from_phy_mgmt_phyid, "mgmt", "ret", "phyid", "dev_id", "slot_id", "lport"),
+        DM_CALL(dm_get_dev_slot_lport_from_phy_mgmt_phyid, "mgmt", "ret", "phyid", "dev_id",
+                "slot_id", "lport"),
         DM_CALL(dm_get_phyid_list_from_phy_mgmt_ifx, "mgmt", "ret", "ifx", "phyid[4/num]", "num=4"),
         DM_CALL(dm_get_phyid_from_phy_mgmt_ifx, "mgmt", "ret", "ifx", "phyid[4/num]", "num=4"),
         DM_CALL(dm_lib_show_phy_mgmt_ifx, "mgmt", "ret", "dev_id"),
@@ -746,8 +808,10 @@ const std::vector<CallEntry> &call_table()
         DM_CALL(dm_get_card_port_num_by_type, "card_cfg", "ret", "type"),
         DM_CALL(dm_get_switch_chip_num_by_card_type, "card_cfg", "ret", "card_type"),
         DM_CALL(dm_get_poe_support_by_card_type, "card_cfg", "ret", "card_type", "poe_support"),
-        DM_CALL(dm_get_poe_support_port, "card_cfg", "ret", "card_type", "port[256/port_num]", "port_num=256"),
-        DM_CALL(dm_get_chip_type_by_card_type, "card_cfg", "ret", "card_type", "chip_type[8/8]", "chip_num"),
+        DM_CALL(dm_get_poe_support_port, "card_cfg", "ret", "card_type", "port[256/port_num]",
+                "port_num=256"),
+        DM_CALL(dm_get_chip_type_by_card_type, "card_cfg", "ret", "card_type", "chip_type[8/8]",
+                "chip_num"),
         DM_CALL(dm_get_card_name_by_type, "card_cfg", "ret", "card_type", "name[len]", "len=32"),
         DM_CALL(dm_get_max_port_by_unit, "card_cfg", "ret", "unit"),
         DM_CALL(dm_get_my_lchips, "card_cfg", "ret", "units[8/8]"),
@@ -756,13 +820,16 @@ const std::vector<CallEntry> &call_table()
         DM_CALL(dm_get_chip_cmic_port_by_type, "chip_cfg", "ret", "type"),
         DM_CALL(dm_get_lchip_family_by_unit, "chip_cfg", "ret", "unit"),
         DM_CALL(dm_get_invalid_port, "chip_cfg", "ret", "unit"),
-        DM_CALL(dm_get_port_bmp_from_chipid, "chip_cfg", "ret", "chipid", "port_phyids[256/port_num]", "port_num"),
+        DM_CALL(dm_get_port_bmp_from_chipid, "chip_cfg", "ret", "chipid",
+                "port_phyids[256/port_num]", "port_num"),
         // This card's local ports.
         DM_CALL(dm_get_my_lport_num, "local_port", "ret"),
         DM_CALL(dm_get_my_lport_num_by_sub_slot, "local_port", "ret", "sub_slot", "port_num"),
         DM_CALL(dm_get_my_card_multi_lport, "local_port", "ret", "lport[256/num]", "num=256"),
-        DM_CALL(dm_local_get_slot_lport_from_unit_port, "local_port", "ret", "unit", "port", "slot", "lport"),
-        DM_CALL(dm_local_get_unit_port_from_slot_lport, "local_port", "ret", "slot", "lport", "unit", "port"),
+        DM_CALL(dm_local_get_slot_lport_from_unit_port, "local_port", "ret", "unit", "port", "slot",
+                "lport"),
+        DM_CALL(dm_local_get_unit_port_from_slot_lport, "local_port", "ret", "slot", "lport",
+                "unit", "port"),
         DM_CALL(dm_local_get_pinfo_by_lport_phyid, "local_port", "ret", "lport_phyid", "info"),
         DM_CALL(dm_show_all_local_port, "local_port", "ret"),
         // Local phyids.
@@ -773,24 +840,30 @@ const std::vector<CallEntry> &call_table()
         DM_CALL(dm_get_unit_port_from_lphyid, "lphyid", "ret", "lphyid", "unit", "port"),
         DM_CALL(dm_local_get_pinfo_by_lphyid, "lphyid", "ret", "lphyid", "info"),
         // Chip-ID allocation.
-        DM_CALL(dm_get_alloced_chipid, "chipid", "ret", "chipid_array[2048/chipid_num]", "chipid_num=2048"),
+        DM_CALL(dm_get_alloced_chipid, "chipid", "ret", "chipid_array[2048/chipid_num]",
+                "chipid_num=2048"),
         DM_CALL(dm_get_first_chipid_from_node, "chipid", "ret", "node", "chipid"),
         DM_CALL(dm_get_first_chipid_from_unit_node, "chipid", "ret", "unit", "node", "chipid"),
         DM_CALL(dm_get_first_chipid_from_local_unit, "chipid", "ret", "unit", "chipid"),
-        DM_CALL(dm_get_chipid_range_by_node, "chipid", "ret", "node", "chipid[16/chipid_num]", "chipid_num=16"),
-        DM_CALL(dm_get_chipid_from_unit_node, "chipid", "ret", "unit", "node", "chipid[16/chipid_num]",
+        DM_CALL(dm_get_chipid_range_by_node, "chipid", "ret", "node", "chipid[16/chipid_num]",
                 "chipid_num=16"),
+        DM_CALL(dm_get_chipid_from_unit_node, "chipid", "ret", "unit", "node",
+                "chipid[16/chipid_num]", "chipid_num=16"),
         DM_CALL(dm_get_node_unit_from_chipid, "chipid", "ret", "chipid", "node", "unit"),
         DM_CALL(dm_is_local_chipid, "chipid", "ret", "chipid"),
-        DM_CALL(dm_get_chipid_range_by_dev, "chipid", "ret", "devid", "chipid[2048/chipid_num]", "chipid_num"),
+        DM_CALL(dm_get_chipid_range_by_dev, "chipid", "ret", "devid", "chipid[2048/chipid_num]",
+                "chipid_num"),
         DM_CALL(dm_get_system_invalid_chipid, "chipid", "ret"),
         DM_CALL(dm_get_system_reserved_chipid_range, "chipid", "ret", "lower", "upper"),
         DM_CALL(dm_get_zone_reserved_chipid_range, "chipid", "ret", "lower", "upper"),
         // Fixed chip IDs and system ports.
         DM_CALL(dm_get_dune_static_chipid, "chipid", "ret", "dev", "slot", "unit"),
-        DM_CALL(dm_get_dev_slot_unit_by_dune_chipid, "chipid", "ret", "chipid", "dev", "slot", "unit"),
-        DM_CALL(dm_get_sysport_from_dev_slot_unit_port, "chipid", "ret", "dev", "slot", "unit", "port", "sysport"),
-        DM_CALL(dm_get_dev_slot_unit_port_from_sysport, "chipid", "ret", "sysport", "dev", "slot", "unit", "port"),
+        DM_CALL(dm_get_dev_slot_unit_by_dune_chipid, "chipid", "ret", "chipid", "dev", "slot",
+                "unit"),
+        DM_CALL(dm_get_sysport_from_dev_slot_unit_port, "chipid", "ret", "dev", "slot", "unit",
+                "port", "sysport"),
+        DM_CALL(dm_get_dev_slot_unit_port_from_sysport, "chipid", "ret", "sysport", "dev", "slot",
+                "unit", "port"),
         // Port conversions.
         DM_CALL(dm_get_fc_startup_cfg, "fc", "ret", "cfg[0/num]", "num"),
         DM_CALL(dm_get_fc_save_cfg, "fc", "ret", "cfg[0/num]", "num"),

@@ -36,12 +36,12 @@ using CallInvoke = bool (*)(void *sym, const CallEntry &e, const Args &args, Res
 
 struct CallEntry {
     const char *name;
-    const char *family;   // the header it is declared in
-    const char *ret;      // the result prints like a value of this name ("phyid": hex)
+    const char *family;  // the header it is declared in
+    const char *ret;     // the result prints like a value of this name ("phyid": hex)
     std::vector<const char *> params;
     CallInvoke invoke;
     std::string (*usage)(const CallEntry &e);
-    size_t arity;         // parameters of the declaration; params must match
+    size_t arity;  // parameters of the declaration; params must match
 };
 
 const std::vector<CallEntry> &call_table();

@@ -28,10 +28,10 @@ namespace dmsim {
 struct GenAction {
     enum class Kind { SetMe, SetCard, Data, Addr, KdevIfx, KdevKey };
     Kind kind;
-    Card card;                  // SetCard
-    Me me;                      // SetMe
-    std::vector<uint8_t> bytes; // Data: a whole data-plane message; Addr: sync data
-    int a = 0, b = 0, c = 0;    // KdevIfx: lsm_key, llcb_type, ifx; KdevKey: ifx, lsm_key
+    Card card;                   // SetCard
+    Me me;                       // SetMe
+    std::vector<uint8_t> bytes;  // Data: a whole data-plane message; Addr: sync data
+    int a = 0, b = 0, c = 0;     // KdevIfx: lsm_key, llcb_type, ifx; KdevKey: ifx, lsm_key
 };
 
 struct GenSummary {

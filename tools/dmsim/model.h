@@ -30,13 +30,13 @@ struct Me {
 
 struct Model {
     Me me;
-    std::map<int, Card> cards;                            // by node
-    std::map<int, dp_lib_card_type_info_t> card_types;    // by card type
-    std::map<int, dp_lib_chip_info_t> chip_types;         // by chip type
-    std::map<int, chipid_slot_t> chipids;                 // by gslot, valid records only
-    std::map<int, dp_lib_port_t> ports;                   // by dm_phyid
-    std::vector<dp_lib_lport_t> my_lports;                // the last list sent
-    unsigned mgmt_ifx[3][2] = {};                         // [dev][lport]
+    std::map<int, Card> cards;                          // by node
+    std::map<int, dp_lib_card_type_info_t> card_types;  // by card type
+    std::map<int, dp_lib_chip_info_t> chip_types;       // by chip type
+    std::map<int, chipid_slot_t> chipids;               // by gslot, valid records only
+    std::map<int, dp_lib_port_t> ports;                 // by dm_phyid
+    std::vector<dp_lib_lport_t> my_lports;              // the last list sent
+    unsigned mgmt_ifx[3][2] = {};                       // [dev][lport]
 
     // Lists being put together before they are sent as one message.
     std::vector<dp_lib_lport_t> pending_lports;

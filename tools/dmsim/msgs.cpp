@@ -9,39 +9,6 @@ namespace dmsim {
 
 namespace {
 
-bool check_known(const Args &a, const std::vector<std::string> &known, std::string *err)
-{
-    std::vector<std::string> bad = a.unknown(known);
-    if (bad.empty()) {
-        return true;
-    }
-    *err = "unknown option '" + bad.front() + "'";
-    return false;
-}
-
-// An optional option: *v keeps its value when the option is absent.
-bool opt_int(const Args &a, const char *name, int *v, std::string *err)
-{
-    const std::string *s = a.opt(name);
-    if (s == nullptr) {
-        return true;
-    }
-    if (!parse_int(*s, v, err)) {
-        *err = std::string(name) + "=: " + *err;
-        return false;
-    }
-    return true;
-}
-
-bool req_int(const Args &a, const char *name, int *v, std::string *err)
-{
-    if (!a.has(name)) {
-        *err = std::string("missing ") + name + "=";
-        return false;
-    }
-    return opt_int(a, name, v, err);
-}
-
 bool in_range(const char *name, int v, int lo, int hi, std::string *err)
 {
     if (v >= lo && v <= hi) {
@@ -59,19 +26,23 @@ bool opt_named(const Args &a, const char *name, int *v, Parse parse, std::string
 }
 
 // "a:b" or "a:b:c" items of a comma-separated list, each part a number.
-bool parse_tuples(const std::string &text, size_t parts, std::vector<std::vector<int>> *out, std::string *err)
+bool parse_tuples(const std::string &text, size_t parts, std::vector<std::vector<int>> *out,
+                  std::string *err)
 {
     out->clear();
     size_t start = 0;
     while (start <= text.size() && !text.empty()) {
         size_t comma = text.find(',', start);
-        std::string item = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        std::string item =
+            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
         std::vector<int> t;
         size_t s = 0;
         while (true) {
             size_t colon = item.find(':', s);
             int v = 0;
-            if (!parse_int(item.substr(s, colon == std::string::npos ? std::string::npos : colon - s), &v, err)) {
+            if (!parse_int(
+                    item.substr(s, colon == std::string::npos ? std::string::npos : colon - s), &v,
+                    err)) {
                 return false;
             }
             t.push_back(v);
@@ -81,7 +52,8 @@ bool parse_tuples(const std::string &text, size_t parts, std::vector<std::vector
             s = colon + 1;
         }
         if (t.size() != parts) {
-            *err = "'" + item + "' should have " + std::to_string(parts) + " parts separated by ':'";
+            *err =
+                "'" + item + "' should have " + std::to_string(parts) + " parts separated by ':'";
             return false;
         }
         out->push_back(t);
@@ -99,7 +71,7 @@ const std::vector<std::string> kSplitOpts = {"parent", "modes", "def", "children
 bool build_split(const Args &a, uint8_t *is_parent, dp_lib_port_split_info_t *s, std::string *err)
 {
     int parent = a.has("modes") ? 1 : 0;
-    if (!opt_int(a, "parent", &parent, err)) {
+    if (!a.get("parent", &parent, err)) {
         return false;
     }
     *is_parent = parent != 0;
@@ -120,7 +92,7 @@ bool build_split(const Args &a, uint8_t *is_parent, dp_lib_port_split_info_t *s,
         s->split_mode_port_num[i] = static_cast<uint8_t>(modes[i][1]);
     }
     int def = modes.empty() ? 0 : modes[0][0];
-    if (!opt_int(a, "def", &def, err)) {
+    if (!a.get("def", &def, err)) {
         return false;
     }
     s->def_split_mode = static_cast<uint8_t>(def);
@@ -151,15 +123,15 @@ std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t
     h.module = module;
     h.len = static_cast<int32_t>(payload.size());
     std::vector<uint8_t> b = bytes_of(h);
-    b.insert(b.end(), payload.begin(), payload.end());
+    append(b, payload.data(), payload.size());
     return b;
 }
 
 bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
 {
-    if (!check_known(a, {"type", "name", "ports", "chips", "chiptype", "chiptypes", "lports", "per_unit", "cport",
-                         "poe", "poe_lports", "node_type", "map", "relate"},
-                     err)) {
+    if (!a.only({"type", "name", "ports", "chips", "chiptype", "chiptypes", "lports", "per_unit",
+                 "cport", "poe", "poe_lports", "node_type", "map", "relate"},
+                err)) {
         return false;
     }
     std::memset(rec, 0, sizeof *rec);
@@ -169,9 +141,9 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
     int cport = 1;
     int poe = 0;
     int node_type = DM_TYPE_LC;
-    if (!req_int(a, "type", &type, err) || !opt_int(a, "chips", &chips, err) ||
-        !opt_int(a, "chiptype", &chiptype, err) || !opt_int(a, "cport", &cport, err) ||
-        !opt_int(a, "poe", &poe, err) || !opt_named(a, "node_type", &node_type, parse_node_type, err) ||
+    if (!a.need("type", &type, err) || !a.get("chips", &chips, err) ||
+        !a.get("chiptype", &chiptype, err) || !a.get("cport", &cport, err) ||
+        !a.get("poe", &poe, err) || !opt_named(a, "node_type", &node_type, parse_node_type, err) ||
         !in_range("chips", chips, 0, DP_LIB_CARD_UNIT_MAX, err)) {
         return false;
     }
@@ -197,7 +169,7 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
         }
         ports = static_cast<int>(lports.size());
     }
-    if (!opt_int(a, "ports", &ports, err) || !in_range("ports", ports, 0, DP_LIB_CARD_LPORT_MAX, err)) {
+    if (!a.get("ports", &ports, err) || !in_range("ports", ports, 0, DP_LIB_CARD_LPORT_MAX, err)) {
         return false;
     }
     if (!a.has("lports")) {
@@ -208,8 +180,8 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
     }
     rec->port_num = ports;
     int n = static_cast<int>(lports.size());
-    int per_unit = chips > 0 ? (n + chips - 1) / chips : n;
-    if (!opt_int(a, "per_unit", &per_unit, err) || !in_range("per_unit", per_unit, 1, 512, err)) {
+    int per_unit = std::max(1, chips > 0 ? (n + chips - 1) / chips : n);
+    if (!a.get("per_unit", &per_unit, err) || !in_range("per_unit", per_unit, 1, 512, err)) {
         return false;
     }
     std::memset(rec->lport_unit, -1, sizeof rec->lport_unit);
@@ -218,7 +190,8 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
         if (!in_range("lport", lports[i], 0, DP_LIB_CARD_LPORT_MAX - 1, err)) {
             return false;
         }
-        rec->lport_unit[lports[i]] = static_cast<int8_t>(chips > 0 ? std::min(i / per_unit, chips - 1) : 0);
+        rec->lport_unit[lports[i]] =
+            static_cast<int8_t>(chips > 0 ? std::min(i / per_unit, chips - 1) : 0);
         rec->chip_port[lports[i]] = cport + i % per_unit;
     }
     std::vector<std::vector<int>> map;
@@ -279,18 +252,18 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
 bool build_chip_type(const Args &a, dp_lib_chip_info_t *rec, std::string *err)
 {
     *rec = {};
-    return check_known(a, {"type", "family", "invalid", "cmic"}, err) && req_int(a, "type", &rec->chip_type, err) &&
-           opt_int(a, "family", &rec->chip_family, err) && opt_int(a, "invalid", &rec->invalid_port, err) &&
-           opt_int(a, "cmic", &rec->cmic_port, err);
+    return a.only({"type", "family", "invalid", "cmic"}, err) &&
+           a.need("type", &rec->chip_type, err) && a.get("family", &rec->chip_family, err) &&
+           a.get("invalid", &rec->invalid_port, err) && a.get("cmic", &rec->cmic_port, err);
 }
 
 bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err)
 {
-    if (!check_known(a, with({"dev", "slot", "lport", "unit", "cport", "ifx", "chipid", "sslot", "node", "type",
-                              "medium", "switch", "poe", "lsm_key", "lsm_slot", "lsm_port", "subcard", "phyid",
-                              "ss_phyid"},
-                             kSplitOpts),
-                     err)) {
+    if (!a.only(with({"dev", "slot", "lport", "unit", "cport", "ifx", "chipid", "sslot", "node",
+                      "type", "medium", "switch", "poe", "lsm_key", "lsm_slot", "lsm_port",
+                      "subcard", "phyid", "ss_phyid"},
+                     kSplitOpts),
+                err)) {
         return false;
     }
     std::memset(rec, 0, sizeof *rec);
@@ -299,8 +272,8 @@ bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err)
     int lport = 0;
     int unit = 0;
     int cport = 0;
-    if (!req_int(a, "dev", &dev, err) || !req_int(a, "slot", &slot, err) || !req_int(a, "lport", &lport, err) ||
-        !req_int(a, "unit", &unit, err) || !req_int(a, "cport", &cport, err)) {
+    if (!a.need("dev", &dev, err) || !a.need("slot", &slot, err) || !a.need("lport", &lport, err) ||
+        !a.need("unit", &unit, err) || !a.need("cport", &cport, err)) {
         return false;
     }
     rec->devid = dev;
@@ -315,21 +288,23 @@ bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err)
     int sslot = 0;
     int sw = 0;
     int poe = 0;
-    if (!opt_int(a, "sslot", &sslot, err)) {
+    if (!a.get("sslot", &sslot, err)) {
         return false;
     }
     rec->subslotid = sslot;
-    rec->node = dm_node_make(dev, slot) | static_cast<int>((DM_U32(sslot) << 18) & 0xFC0000u);
+    rec->node = node_of(dev, slot, sslot);
     rec->lsm_key = rec->ss_phyid;
     rec->lsm_user_slot = slot;
     rec->lsm_user_port = lport;
-    if (!opt_int(a, "ifx", &rec->ifx, err) || !opt_int(a, "chipid", &rec->g_chipid, err) ||
-        !opt_int(a, "node", &rec->node, err) || !opt_named(a, "type", &rec->type, parse_port_type, err) ||
-        !opt_named(a, "medium", &rec->medium_type, parse_medium, err) || !opt_int(a, "switch", &sw, err) ||
-        !opt_int(a, "poe", &poe, err) || !opt_int(a, "lsm_key", &rec->lsm_key, err) ||
-        !opt_int(a, "lsm_slot", &rec->lsm_user_slot, err) || !opt_int(a, "lsm_port", &rec->lsm_user_port, err) ||
-        !opt_int(a, "subcard", &rec->subcard_node, err) || !opt_int(a, "phyid", &rec->phyid, err) ||
-        !opt_int(a, "ss_phyid", &rec->ss_phyid, err)) {
+    if (!a.get("ifx", &rec->ifx, err) || !a.get("chipid", &rec->g_chipid, err) ||
+        !a.get("node", &rec->node, err) ||
+        !opt_named(a, "type", &rec->type, parse_port_type, err) ||
+        !opt_named(a, "medium", &rec->medium_type, parse_medium, err) ||
+        !a.get("switch", &sw, err) || !a.get("poe", &poe, err) ||
+        !a.get("lsm_key", &rec->lsm_key, err) || !a.get("lsm_slot", &rec->lsm_user_slot, err) ||
+        !a.get("lsm_port", &rec->lsm_user_port, err) ||
+        !a.get("subcard", &rec->subcard_node, err) || !a.get("phyid", &rec->phyid, err) ||
+        !a.get("ss_phyid", &rec->ss_phyid, err)) {
         return false;
     }
     rec->port_switch = sw != 0;
@@ -339,7 +314,7 @@ bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err)
 
 bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err)
 {
-    if (!check_known(a, with({"lport", "unit", "cport", "key", "medium", "type"}, kSplitOpts), err)) {
+    if (!a.only(with({"lport", "unit", "cport", "key", "medium", "type"}, kSplitOpts), err)) {
         return false;
     }
     std::memset(rec, 0, sizeof *rec);
@@ -348,15 +323,16 @@ bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err)
     int cport = 0;
     int medium = PORT_MEDIUM_FIBER;
     int type = PORT_TGIGABIT_ETHERNET;
-    if (!req_int(a, "lport", &lport, err) || !in_range("lport", lport, 0, 255, err)) {
+    if (!a.need("lport", &lport, err) || !in_range("lport", lport, 0, 255, err)) {
         return false;
     }
     bool keyed = a.has("key");
-    if (!keyed && (!req_int(a, "unit", &unit, err) || !req_int(a, "cport", &cport, err))) {
+    if (!keyed && (!a.need("unit", &unit, err) || !a.need("cport", &cport, err))) {
         return false;
     }
     rec->lport_phyid = dm_lport_phyid_make(unit, cport);
-    if (!opt_int(a, "key", &rec->lport_phyid, err) || !opt_named(a, "medium", &medium, parse_medium, err) ||
+    if (!a.get("key", &rec->lport_phyid, err) ||
+        !opt_named(a, "medium", &medium, parse_medium, err) ||
         !opt_named(a, "type", &type, parse_port_type, err)) {
         return false;
     }
@@ -366,7 +342,8 @@ bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err)
     return build_split(a, &rec->is_parent, &rec->split_info, err);
 }
 
-std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium, int type)
+std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium,
+                                                int type)
 {
     std::vector<dp_lib_lport_t> out;
     for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
@@ -385,12 +362,8 @@ std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &c
 
 std::vector<uint8_t> lport_payload(const std::vector<dp_lib_lport_t> &lports, int count)
 {
-    std::vector<uint8_t> b(DP_LIB_MY_LPORT_HEAD_LEN + lports.size() * sizeof(dp_lib_lport_t));
-    int32_t n = count;
-    std::memcpy(b.data(), &n, sizeof n);
-    if (!lports.empty()) {
-        std::memcpy(b.data() + DP_LIB_MY_LPORT_HEAD_LEN, lports.data(), lports.size() * sizeof(dp_lib_lport_t));
-    }
+    std::vector<uint8_t> b = bytes_of(static_cast<int32_t>(count));
+    append(b, lports.data(), lports.size() * sizeof(dp_lib_lport_t));
     return b;
 }
 
@@ -399,8 +372,9 @@ bool build_mgmt(const Args &a, dp_lib_phy_mgmt_ifx_msg_t *rec, std::string *err)
     *rec = {};
     int ifx = 0;
     int mode = 0;
-    if (!check_known(a, {"dev", "lport", "ifx", "mode"}, err) || !req_int(a, "dev", &rec->dev_id, err) ||
-        !req_int(a, "lport", &rec->lport, err) || !req_int(a, "ifx", &ifx, err) || !opt_int(a, "mode", &mode, err)) {
+    if (!a.only({"dev", "lport", "ifx", "mode"}, err) || !a.need("dev", &rec->dev_id, err) ||
+        !a.need("lport", &rec->lport, err) || !a.need("ifx", &ifx, err) ||
+        !a.get("mode", &mode, err)) {
         return false;
     }
     rec->ifx = static_cast<uint32_t>(ifx);
@@ -411,7 +385,7 @@ bool build_mgmt(const Args &a, dp_lib_phy_mgmt_ifx_msg_t *rec, std::string *err)
 bool build_preinst(const Args &a, dp_lib_per_inst_info_t *rec, std::string *err)
 {
     std::memset(rec, 0, sizeof *rec);
-    if (!check_known(a, {"len"}, err)) {
+    if (!a.only({"len"}, err)) {
         return false;
     }
     if (a.pos.size() > DP_LIB_PER_INST_MAX) {
@@ -430,7 +404,7 @@ bool build_preinst(const Args &a, dp_lib_per_inst_info_t *rec, std::string *err)
                         static_cast<uint8_t>(parts[2]), 0};
     }
     rec->len = static_cast<int32_t>(a.pos.size());
-    return opt_int(a, "len", &rec->len, err);
+    return a.get("len", &rec->len, err);
 }
 
 bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_convert_cfg_t> *entries,
@@ -444,7 +418,8 @@ bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_conv
             return false;
         }
         dm_convert_cfg_t e = {};
-        if (!parse_int(w.substr(0, colon), &e.phyid, err) || !parse_port_type(w.substr(colon + 1), &e.type, err)) {
+        if (!parse_int(w.substr(0, colon), &e.phyid, err) ||
+            !parse_port_type(w.substr(colon + 1), &e.type, err)) {
             return false;
         }
         entries->push_back(e);
@@ -452,32 +427,32 @@ bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_conv
     return true;
 }
 
-std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max, const std::vector<dm_convert_cfg_t> &entries)
+std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max,
+                              const std::vector<dm_convert_cfg_t> &entries)
 {
     dp_lib_fc_cfg_info_t head = {cfg_min, cfg_max};
     std::vector<uint8_t> b = bytes_of(head);
-    for (const dm_convert_cfg_t &e : entries) {
-        std::vector<uint8_t> eb = bytes_of(e);
-        b.insert(b.end(), eb.begin(), eb.end());
-    }
+    append(b, entries.data(), entries.size() * sizeof(dm_convert_cfg_t));
     return b;
 }
 
 bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
 {
     std::memset(rec, 0, sizeof *rec);
-    if (!check_known(a, {"dev", "slot", "sslot", "gslot", "ids", "per_unit", "card", "status", "id_num"}, err)) {
+    if (!a.only({"dev", "slot", "sslot", "gslot", "ids", "per_unit", "card", "status", "id_num"},
+                err)) {
         return false;
     }
     if (a.has("gslot")) {
-        if (!req_int(a, "gslot", &rec->gslot, err)) {
+        if (!a.need("gslot", &rec->gslot, err)) {
             return false;
         }
     } else {
         int dev = 0;
         int slot = 0;
         int sslot = 0;
-        if (!req_int(a, "dev", &dev, err) || !req_int(a, "slot", &slot, err) || !opt_int(a, "sslot", &sslot, err)) {
+        if (!a.need("dev", &dev, err) || !a.need("slot", &slot, err) ||
+            !a.get("sslot", &sslot, err)) {
             return false;
         }
         rec->gslot = dm_get_gslot_from_lslot(dev, slot, sslot);
@@ -496,13 +471,16 @@ bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
     int status = ids.empty() ? CHIPID_NONE : CHIPID_VALID;
     if (const std::string *s = a.opt("status")) {
         if (*s == "valid" || *s == "none" || *s == "limit" || *s == "end") {
-            status = *s == "valid" ? CHIPID_VALID : *s == "none" ? CHIPID_NONE : *s == "limit" ? CHIPID_LIMIT : CHIPID_END;
+            status = *s == "valid"   ? CHIPID_VALID
+                     : *s == "none"  ? CHIPID_NONE
+                     : *s == "limit" ? CHIPID_LIMIT
+                                     : CHIPID_END;
         } else if (!parse_int(*s, &status, err)) {
             return false;
         }
     }
-    if (!opt_int(a, "per_unit", &per_unit, err) || !opt_int(a, "card", &rec->card_type, err) ||
-        !opt_int(a, "id_num", &id_num, err)) {
+    if (!a.get("per_unit", &per_unit, err) || !a.get("card", &rec->card_type, err) ||
+        !a.get("id_num", &id_num, err)) {
         return false;
     }
     rec->status = status;
@@ -518,10 +496,7 @@ std::vector<uint8_t> addr_sync(int type, const std::vector<chipid_slot_t> &recs)
     head.data_num = static_cast<int32_t>(recs.size());
     head.len = static_cast<int32_t>(sizeof head + recs.size() * sizeof(chipid_slot_t));
     std::vector<uint8_t> b = bytes_of(head);
-    for (const chipid_slot_t &r : recs) {
-        std::vector<uint8_t> rb = bytes_of(r);
-        b.insert(b.end(), rb.begin(), rb.end());
-    }
+    append(b, recs.data(), recs.size() * sizeof(chipid_slot_t));
     return b;
 }
 

@@ -25,6 +25,16 @@ std::vector<uint8_t> bytes_of(const T &rec)
     return b;
 }
 
+// Appends `n` bytes at `data` to a buffer.
+inline void append(std::vector<uint8_t> &b, const void *data, size_t n)
+{
+    if (n > 0) {
+        size_t at = b.size();
+        b.resize(at + n);
+        std::memcpy(b.data() + at, data, n);
+    }
+}
+
 // A data-plane message: the 16-byte header and the payload.
 std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t> &payload);
 
@@ -52,7 +62,8 @@ bool build_port(const Args &a, dp_lib_port_t *rec, std::string *err);
 // [type=10g] [split options]; key overrides the lport_phyid.
 bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err);
 // The local ports of a card type, one per lport it has.
-std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium, int type);
+std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium,
+                                                int type);
 // Payload of message 5: the count and the records.
 std::vector<uint8_t> lport_payload(const std::vector<dp_lib_lport_t> &lports, int count);
 
@@ -66,7 +77,8 @@ bool build_preinst(const Args &a, dp_lib_per_inst_info_t *rec, std::string *err)
 bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_convert_cfg_t> *entries,
                       std::string *err);
 // Payload of a conversion chunk (messages 9, 12).
-std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max, const std::vector<dm_convert_cfg_t> &entries);
+std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max,
+                              const std::vector<dm_convert_cfg_t> &entries);
 
 // Chip-ID allocation record:
 //   dev=D slot=S [sslot=X] | gslot=G   ids=LIST [per_unit=K] [card=T]

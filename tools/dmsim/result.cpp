@@ -72,6 +72,15 @@ Fmt fmt_for_name(const std::string &name)
 {
     // Only the last part of a record field counts ("pinfo.node").
     std::string n = name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
+    if (n == "eth_type") {
+        return Fmt::PortType;
+    }
+    if (n == "medium_type") {
+        return Fmt::Medium;
+    }
+    if (n == "node_type") {
+        return Fmt::NodeType;
+    }
     if (n.find("_type") != std::string::npos || n.find("_num") != std::string::npos) {
         return Fmt::Dec;
     }
@@ -93,6 +102,11 @@ std::string format_int(int v, Fmt fmt)
         std::snprintf(buf, sizeof buf, "%d(not a bool)", v);
     } else if (fmt == Fmt::Hex && v >= 0) {
         std::snprintf(buf, sizeof buf, "0x%08x", static_cast<unsigned>(v));
+    } else if (fmt == Fmt::PortType || fmt == Fmt::Medium || fmt == Fmt::NodeType) {
+        const char *name = fmt == Fmt::PortType ? port_type_name(v)
+                           : fmt == Fmt::Medium ? medium_name(v)
+                                                : node_type_name(v);
+        std::snprintf(buf, sizeof buf, "%d(%s)", v, name);
     } else {
         std::snprintf(buf, sizeof buf, "%d", v);
     }
@@ -118,15 +132,23 @@ std::string format_value(const Field &f)
 
 std::string format_list(const std::vector<int> &v, Fmt fmt)
 {
+    // Named values print one by one.
+    const bool compress = fmt == Fmt::Dec || fmt == Fmt::Hex;
     std::string s;
     size_t i = 0;
     while (i < v.size()) {
+        if (!compress) {
+            s += (i ? "," : "") + format_int(v[i], fmt);
+            ++i;
+            continue;
+        }
         size_t same = 1;
         while (i + same < v.size() && v[i + same] == v[i]) {
             ++same;
         }
         size_t run = 1;
-        while (i + run < v.size() && static_cast<long long>(v[i + run]) == static_cast<long long>(v[i + run - 1]) + 1) {
+        while (i + run < v.size() &&
+               static_cast<long long>(v[i + run]) == static_cast<long long>(v[i + run - 1]) + 1) {
             ++run;
         }
         s += i ? "," : "";
@@ -159,7 +181,7 @@ std::string render(const Result &r)
         }
         size_t dot = f.name.find('.');
         if (dot == std::string::npos) {
-            plain += "  " + f.name + "=" + format_value(f);
+            plain += (plain.empty() ? "  " : " ") + f.name + "=" + format_value(f);
             continue;
         }
         std::string group = f.name.substr(0, dot);

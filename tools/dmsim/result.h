@@ -8,7 +8,9 @@
 
 namespace dmsim {
 
-enum class Fmt { Dec, Hex, Bool };
+// How a value prints: decimal, hex, true/false, or decimal with the name of
+// a port type, medium or node type: "3(40g)".
+enum class Fmt { Dec, Hex, Bool, PortType, Medium, NodeType };
 
 struct Field {
     enum class Kind { Int, List, Str, Unset, Null };
@@ -36,14 +38,15 @@ struct Result {
 };
 
 // Hex for identifiers (phyids, nodes, interface indexes, interface-manager
-// keys), decimal for everything else.
+// keys), names for port types, media and node types, decimal for the rest.
 Fmt fmt_for_name(const std::string &name);
 // Hex as 0x%08x; a negative value in a hex field is a failure value and
 // prints in decimal.
 std::string format_int(int v, Fmt fmt);
 std::string format_value(const Field &f);
-// A list, comma-separated; three or more equal values in a row print as
-// "v*n", three or more consecutive ones as "a-b" (parse_list reads both).
+// A list, comma-separated; of numbers, three or more equal values in a row
+// print as "v*n", three or more consecutive ones as "a-b" (parse_list reads
+// both).
 std::string format_list(const std::vector<int> &v, Fmt fmt);
 
 // The title, " = " and the field named "ret" (if any), then the other plain

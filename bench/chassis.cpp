@@ -1,0 +1,398 @@
+// The benchmarks' chassis, messages, floor table and getter table.
+#include "chassis.h"
+
+#include <dlfcn.h>
+#include <search.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "dm_host_ctl.h"
+#include <dm_lib_pd/dm_ids.h>
+#include <dm_lib_pd/dm_port_lookup.h>
+
+// ---- playing the host's message thread ---------------------------------------
+
+namespace {
+
+lib_modu_handle_t captured_handlers;
+
+}  // namespace
+
+// The program is the host process: it keeps the handler set the library
+// registers at load time, so that messages go straight to the library's data
+// handler the way the host's receive thread hands them over, and passes the
+// registration on to the host library.
+extern "C" __attribute__((visibility("default"))) int dm_dp_lib_reg_dispatch_msg_handler(
+    int module, lib_modu_handle_t *handles)
+{
+    using reg_fn = int (*)(int, lib_modu_handle_t *);
+    static const auto next =
+        reinterpret_cast<reg_fn>(dlsym(RTLD_NEXT, "dm_dp_lib_reg_dispatch_msg_handler"));
+    if (module == DP_LIB_MOD_PD && handles != nullptr) {
+        captured_handlers = *handles;
+    }
+    return next != nullptr ? next(module, handles) : -1;
+}
+
+namespace dmbench {
+
+const lib_modu_handle_t &pd_handlers() { return captured_handlers; }
+
+// ---- the chassis ------------------------------------------------------------
+
+namespace {
+
+constexpr int kPortsPerUnit = kPortsPerCard / kUnitsPerCard;
+
+int card_of(int i) { return i / kPortsPerCard; }
+// Chip IDs 100.. for the cards that can hold them; later cards repeat them
+// in their records (no lookup asks the allocation about those cards).
+int chipid_of(int card, int unit) { return 100 + (card % kChipSlots) * kUnitsPerCard + unit; }
+
+}  // namespace
+
+dp_lib_port_t port_record(int i)
+{
+    const int card = card_of(i);
+    const int dev = 1 + card / kCardsPerDevice;
+    const int slot = card % kCardsPerDevice;
+    const int lport = i % kPortsPerCard;
+    const int unit = lport / kPortsPerUnit;
+    const int cport = lport % kPortsPerUnit + 1;
+    dp_lib_port_t p = {};
+    p.ifx = 0x1000 + i * 7;
+    p.phyid = dm_phyid_make(dev, slot, unit, cport);
+    p.ss_phyid = dm_slot_lport_phyid(dev, slot, lport);
+    p.node = dm_node_make(dev, slot);
+    p.devid = dev;
+    p.slotid = slot;
+    p.portid = lport;
+    p.l_chipid = unit;
+    p.g_chipid = chipid_of(card, unit);
+    p.chip_portid = cport;
+    p.medium_type = PORT_MEDIUM_FIBER;
+    p.type = PORT_TGIGABIT_ETHERNET;
+    p.lsm_key = i * 3 + 1;
+    p.subcard_node = p.node;
+    return p;
+}
+
+PortKeys keys_of(int i)
+{
+    const dp_lib_port_t p = port_record(i);
+    PortKeys k;
+    k.ifx = p.ifx;
+    k.dm_phyid = p.phyid;
+    k.slot_lport = p.ss_phyid;
+    k.unit_port = dm_unit_port_phyid(p.devid, p.slotid, p.l_chipid, p.chip_portid);
+    k.mod_port = dm_mod_port_phyid(p.g_chipid, p.chip_portid);
+    k.devid = p.devid;
+    k.slot = p.slotid;
+    k.unit = p.l_chipid;
+    k.cport = p.chip_portid;
+    k.lport = p.portid;
+    return k;
+}
+
+std::vector<PortKeys> shuffled_keys(int n)
+{
+    std::vector<int> order(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) {
+        order[static_cast<size_t>(i)] = i;
+    }
+    std::shuffle(order.begin(), order.end(), std::mt19937(20240601u));
+    std::vector<PortKeys> out;
+    out.reserve(order.size());
+    for (const int i : order) {
+        out.push_back(keys_of(i));
+    }
+    return out;
+}
+
+namespace {
+
+void put_message(unsigned char *at, int msgid, const void *payload, int len)
+{
+    const dp_lib_msg_h_t head = {0, msgid, DP_LIB_MOD_PD, len};
+    std::memcpy(at, &head, sizeof head);
+    std::memcpy(at + sizeof head, payload, static_cast<size_t>(len));
+}
+
+}  // namespace
+
+const Messages &messages(int n)
+{
+    static std::map<int, std::unique_ptr<Messages>> cache;
+    std::unique_ptr<Messages> &m = cache[n];
+    if (m) {
+        return *m;
+    }
+    m = std::make_unique<Messages>();
+    m->add.resize(static_cast<size_t>(n) * kPortMsgLen);
+    m->add_moved.resize(static_cast<size_t>(n) * kPortMsgLen);
+    m->rmv.resize(static_cast<size_t>(n) * kRmvMsgLen);
+    constexpr int kPortLen = static_cast<int>(sizeof(dp_lib_port_t));
+    for (int i = 0; i < n; ++i) {
+        dp_lib_port_t p = port_record(i);
+        const size_t at = static_cast<size_t>(i);
+        put_message(&m->add[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, &p, kPortLen);
+        put_message(&m->rmv[at * kRmvMsgLen], DP_LIB_MSG_PORT_RMV, &p.phyid, 4);
+        p.ifx += 1;  // interface indexes are 7 apart: still unique
+        put_message(&m->add_moved[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, &p, kPortLen);
+    }
+    return *m;
+}
+
+void send_all(const std::vector<unsigned char> &msgs, int len)
+{
+    for (size_t at = 0; at < msgs.size(); at += static_cast<size_t>(len)) {
+        captured_handlers.data_f(const_cast<unsigned char *>(&msgs[at]), len);
+    }
+}
+
+namespace {
+
+int table_ports = 0;
+
+// Chip IDs for every global slot, four chips of one ID each.
+void allocate_chipids()
+{
+    static bool done = false;
+    if (done) {
+        return;
+    }
+    done = true;
+    struct {
+        addr_lib_sync_head_t head;
+        chipid_slot_t slot[kChipSlots];
+    } m = {};
+    m.head.len = static_cast<int32_t>(sizeof m);
+    m.head.type = ADDR_LIB_BS_SYNC;
+    m.head.data_num = kChipSlots;
+    for (int g = 0; g < kChipSlots; ++g) {
+        chipid_slot_t &s = m.slot[g];
+        s.status = CHIPID_VALID;
+        s.gslot = g;
+        s.idnum_per_unit = 1;
+        s.id_num = kUnitsPerCard;
+        for (int u = 0; u < kUnitsPerCard; ++u) {
+            s.id[u] = static_cast<uint16_t>(chipid_of(g, u));
+        }
+    }
+    dm_host_addr_data(&m, m.head.len);
+}
+
+}  // namespace
+
+void ensure_table(int n)
+{
+    allocate_chipids();
+    if (n == table_ports) {
+        return;
+    }
+    if (table_ports > 0) {
+        send_all(messages(table_ports).rmv, kRmvMsgLen);
+    }
+    if (n > 0) {
+        send_all(messages(n).add, kPortMsgLen);
+    }
+    table_ports = n;
+}
+
+void table_is(int n) { table_ports = n; }
+
+void attach_counted_kernel()
+{
+    char dir[] = "/tmp/dm_bench.XXXXXX";
+    if (mkdtemp(dir) == nullptr || chdir(dir) != 0 || mkdir("tmp", 0700) != 0) {
+        std::perror("scratch directory");
+        return;
+    }
+    if (FILE *f = std::fopen("tmp/dm_dev", "w")) {
+        std::fclose(f);
+    }
+    dm_host_kdev_attach(true);
+    // The directory goes when the program ends; nothing in it is kept.
+    static std::string path;
+    path = dir;
+    std::atexit([] {
+        std::remove((path + "/tmp/dm_dev").c_str());
+        rmdir((path + "/tmp").c_str());
+        rmdir(path.c_str());
+    });
+}
+
+// ---- the floor ---------------------------------------------------------------
+
+namespace {
+
+int floor_compare(const void *a, const void *b)
+{
+    const int ka = static_cast<const dm_tree_node_t *>(a)->key;
+    const int kb = static_cast<const dm_tree_node_t *>(b)->key;
+    return (ka > kb) - (ka < kb);
+}
+
+}  // namespace
+
+void FloorIndex::insert(int key, void *data)
+{
+    auto *node = static_cast<dm_tree_node_t *>(std::malloc(sizeof(dm_tree_node_t)));
+    node->key = key;
+    node->data = data;
+    tsearch(node, &root, floor_compare);
+}
+
+const void *FloorIndex::find(int key) const
+{
+    dm_tree_node_t probe{key, nullptr};
+    void *const *slot = static_cast<void *const *>(tfind(&probe, &root, floor_compare));
+    return slot == nullptr ? nullptr : static_cast<const dm_tree_node_t *>(*slot)->data;
+}
+
+void FloorIndex::remove(int key)
+{
+    dm_tree_node_t probe{key, nullptr};
+    void *slot = tfind(&probe, &root, floor_compare);
+    if (slot != nullptr) {
+        dm_tree_node_t *node = *static_cast<dm_tree_node_t **>(slot);
+        tdelete(&probe, &root, floor_compare);
+        std::free(node);
+    }
+}
+
+namespace {
+
+// twalk's visitor has no closure; the depth walk is single-threaded.
+double depth_visits = 0;
+double depth_nodes = 0;
+
+void add_depth(const void *, VISIT which, int depth)
+{
+    if (which == postorder || which == leaf) {
+        depth_visits += depth + 1;
+        depth_nodes += 1;
+    }
+}
+
+}  // namespace
+
+double FloorIndex::mean_search_depth() const
+{
+    depth_visits = 0;
+    depth_nodes = 0;
+    twalk(root, add_depth);
+    return depth_nodes > 0 ? depth_visits / depth_nodes : 0.0;
+}
+
+FloorChips::FloorChips()
+{
+    for (int g = 0; g < kChipSlots; ++g) {
+        chipid_slot_t &s = slot[g];
+        s.status = CHIPID_VALID;
+        s.gslot = g;
+        s.idnum_per_unit = 1;
+        s.id_num = kUnitsPerCard;
+        for (int u = 0; u < kUnitsPerCard; ++u) {
+            s.id[u] = static_cast<uint16_t>(chipid_of(g, u));
+            res[s.id[u]] = {g, u, true};
+        }
+    }
+}
+
+int FloorChips::first_chipid(int unit, int node)
+{
+    const int gslot = dm_get_gslot_from_phyid(node);
+    if (gslot < 0 || gslot >= kChipSlots) {
+        return -1;
+    }
+    int id = -1;
+    pthread_rwlock_rdlock(&lock);
+    const chipid_slot_t &s = slot[gslot];
+    if (s.status == CHIPID_VALID && unit < s.id_num / s.idnum_per_unit) {
+        id = s.id[s.idnum_per_unit * unit];
+    }
+    pthread_rwlock_unlock(&lock);
+    return id;
+}
+
+bool FloorChips::node_unit(int chipid, int *node, int *unit)
+{
+    if (chipid < 0 || chipid >= 2048) {
+        return false;
+    }
+    pthread_rwlock_rdlock(&lock);
+    const Res r = res[chipid];
+    pthread_rwlock_unlock(&lock);
+    *node = dm_get_phyid_from_gslot(r.gslot);
+    *unit = r.unit;
+    return r.alloc;
+}
+
+FloorTable::FloorTable(int n)
+{
+    records.reserve(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) {
+        records.push_back(port_record(i));
+    }
+}
+
+FloorTable::~FloorTable() { remove_all(); }
+
+void FloorTable::add(const dp_lib_port_t &p)
+{
+    void *block = std::malloc(sizeof p);
+    std::memcpy(block, &p, sizeof p);
+    by_phyid.insert(p.phyid, block);
+    by_ss_phyid.insert(p.ss_phyid, block);
+    by_lsm_key.insert(p.lsm_key, block);
+    by_ifx.insert(p.ifx, block);
+}
+
+void FloorTable::add_all()
+{
+    for (const dp_lib_port_t &p : records) {
+        add(p);
+    }
+}
+
+void FloorTable::remove_all()
+{
+    for (const dp_lib_port_t &p : records) {
+        void *block = const_cast<void *>(by_phyid.find(p.phyid));
+        if (block == nullptr) {
+            continue;
+        }
+        by_phyid.remove(p.phyid);
+        by_ifx.remove(p.ifx);
+        by_ss_phyid.remove(p.ss_phyid);
+        by_lsm_key.remove(p.lsm_key);
+        std::free(block);
+    }
+}
+
+FloorTable &floor_table(int n)
+{
+    static std::unique_ptr<FloorTable> table;
+    if (!table || static_cast<int>(table->records.size()) != n) {
+        table.reset();
+        table = std::make_unique<FloorTable>(n);
+        table->add_all();
+    }
+    return *table;
+}
+
+FloorChips &floor_chips()
+{
+    static FloorChips chips;
+    return chips;
+}

@@ -1,0 +1,71 @@
+# dmsim's tests: its own parts as a unit test, and scripts run by the
+# program: golden outputs (tests/dmsim/NAME.dms beside NAME.out), expect-based
+# scenarios (tests/dmsim/NAME.dms alone), the example scripts, and the check
+# that `call` reaches every exported function. Set DMSIM_UPDATE=1 in the
+# environment to rewrite the golden outputs from what dmsim prints.
+set(DMSIM_SRC ${PROJECT_SOURCE_DIR}/tools/dmsim)
+set(DMSIM_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/dmsim)
+
+# The parts that need neither the host nor a terminal are built into the
+# unit test itself, so it runs also when the simulator is not built.
+if(TARGET dmsim_unit_test)
+  target_sources(dmsim_unit_test PRIVATE
+    ${DMSIM_SRC}/args.cpp ${DMSIM_SRC}/result.cpp ${DMSIM_SRC}/msgs.cpp ${DMSIM_SRC}/model.cpp
+    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp)
+  target_include_directories(dmsim_unit_test PRIVATE ${DMSIM_SRC})
+endif()
+
+if(NOT TARGET dmsim)
+  return()
+endif()
+
+# Runs SCRIPT (a path relative to the source tree) and checks dmsim's exit
+# status, and its output against EXPECTED when given.
+function(dmsim_script_test name script)
+  cmake_parse_arguments(T "" "EXPECTED" "" ${ARGN})
+  add_test(NAME dmsim.${name}
+    COMMAND ${CMAKE_COMMAND} -DDMSIM=$<TARGET_FILE:dmsim> -DSOURCE_DIR=${PROJECT_SOURCE_DIR}
+      -DSCRIPT=${script} -DEXPECTED=${T_EXPECTED} -P ${DMSIM_TESTS}/run.cmake)
+  set_tests_properties(dmsim.${name} PROPERTIES LABELS dmsim TIMEOUT 600)
+endfunction()
+
+file(GLOB DMSIM_SCRIPTS CONFIGURE_DEPENDS ${DMSIM_TESTS}/*.dms)
+foreach(script ${DMSIM_SCRIPTS})
+  get_filename_component(name ${script} NAME_WE)
+  file(RELATIVE_PATH rel ${PROJECT_SOURCE_DIR} ${script})
+  if(EXISTS ${DMSIM_TESTS}/${name}.out)
+    dmsim_script_test(${name} ${rel} EXPECTED tests/dmsim/${name}.out)
+  else()
+    dmsim_script_test(${name} ${rel})
+  endif()
+endforeach()
+
+# Every example script runs to the end; the demo's output is golden too.
+file(GLOB DMSIM_EXAMPLES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*.dms)
+foreach(script ${DMSIM_EXAMPLES})
+  get_filename_component(name ${script} NAME_WE)
+  dmsim_script_test(example.${name} examples/${name}.dms)
+endforeach()
+dmsim_script_test(demo_output examples/demo.dms EXPECTED tests/dmsim/demo.out)
+
+add_test(NAME dmsim.calls_cover_the_abi
+  COMMAND ${CMAKE_COMMAND} -DDMSIM=$<TARGET_FILE:dmsim>
+    -DSYMBOLS=${PROJECT_SOURCE_DIR}/abi/dm_lib_pd.symbols -P ${DMSIM_TESTS}/calls.cmake)
+set_tests_properties(dmsim.calls_cover_the_abi PROPERTIES LABELS dmsim TIMEOUT 60)
+
+# How dmsim starts: with no script and no terminal it runs the demo; --help
+# documents the language; --lib names the library to load.
+add_test(NAME dmsim.no_script_runs_the_demo COMMAND sh -c "$<TARGET_FILE:dmsim> < /dev/null"
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+set_tests_properties(dmsim.no_script_runs_the_demo PROPERTIES LABELS dmsim TIMEOUT 120
+  PASS_REGULAR_EXPRESSION "== 13\\. An interface index only the kernel driver knows")
+add_test(NAME dmsim.help COMMAND dmsim --help)
+set_tests_properties(dmsim.help PROPERTIES LABELS dmsim TIMEOUT 60
+  PASS_REGULAR_EXPRESSION "usage: dmsim .*expect dm_get_unit_port_from_phyid")
+add_test(NAME dmsim.lib_option COMMAND dmsim --lib $<TARGET_FILE:dm_lib_pd> tests/dmsim/calls.dms
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+add_test(NAME dmsim.lib_missing COMMAND dmsim --lib /nonexistent/libdm_lib_pd.so tests/dmsim/calls.dms
+  WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+set_tests_properties(dmsim.lib_missing PROPERTIES
+  PASS_REGULAR_EXPRESSION "^dmsim: cannot load /nonexistent/libdm_lib_pd.so: ")
+set_tests_properties(dmsim.lib_option dmsim.lib_missing PROPERTIES LABELS dmsim TIMEOUT 60)
