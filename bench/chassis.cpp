@@ -2,6 +2,7 @@
 #include "chassis.h"
 
 #include <dlfcn.h>
+#include <malloc.h>
 #include <search.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -193,15 +194,54 @@ void allocate_chipids()
 
 }  // namespace
 
+void prepare_heap()
+{
+    // No trimming: a table's freed memory is where the next table is built.
+    // Large buffers (messages, keys) are mapped apart from the heap.
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+}
+
+namespace {
+
+// Merges the small freed chunks, so that a dropped table's memory is one
+// free region again and the next table is laid out in it from the start.
+void consolidate_heap()
+{
+    // A request above the small-chunk sizes makes the allocator consolidate.
+    void *large = std::malloc(64 * 1024);
+    std::free(large);
+}
+
+std::unique_ptr<FloorTable> floor_held;
+
+void drop_floor()
+{
+    if (floor_held) {
+        floor_held.reset();
+        consolidate_heap();
+    }
+}
+
+void empty_library()
+{
+    if (table_ports > 0) {
+        send_all(messages(table_ports).rmv, kRmvMsgLen);
+        table_ports = 0;
+        consolidate_heap();
+    }
+}
+
+}  // namespace
+
 void ensure_table(int n)
 {
     allocate_chipids();
     if (n == table_ports) {
         return;
     }
-    if (table_ports > 0) {
-        send_all(messages(table_ports).rmv, kRmvMsgLen);
-    }
+    drop_floor();
+    empty_library();
     if (n > 0) {
         send_all(messages(n).add, kPortMsgLen);
     }
@@ -209,6 +249,12 @@ void ensure_table(int n)
 }
 
 void table_is(int n) { table_ports = n; }
+
+void clear_tables()
+{
+    drop_floor();
+    empty_library();
+}
 
 void attach_counted_kernel()
 {
@@ -382,13 +428,12 @@ void FloorTable::remove_all()
 
 FloorTable &floor_table(int n)
 {
-    static std::unique_ptr<FloorTable> table;
-    if (!table || static_cast<int>(table->records.size()) != n) {
-        table.reset();
-        table = std::make_unique<FloorTable>(n);
-        table->add_all();
+    if (!floor_held || static_cast<int>(floor_held->records.size()) != n) {
+        clear_tables();
+        floor_held = std::make_unique<FloorTable>(n);
+        floor_held->add_all();
     }
-    return *table;
+    return *floor_held;
 }
 
 FloorChips &floor_chips()
@@ -396,3 +441,5 @@ FloorChips &floor_chips()
     static FloorChips chips;
     return chips;
 }
+
+}  // namespace dmbench

@@ -1,367 +1,160 @@
-// Port-table benchmarks: ingest of port records through the library's data
-// handler, and lookups through the exported getters by interface index and
-// by each phyid form. Every case runs beside its floor, measured in the same
-// run on the same keys:
-//   lookup floor  the read-lock pairs the getter takes, uncontended, around a
-//                 bare tfind on a tsearch tree of {key, data} nodes and a
-//                 124-byte copy of the record found;
-//   ingest floor  per port: a 124-byte record allocated and copied, one
-//                 {key, data} node allocated and entered with tsearch into
-//                 each of four trees, and the uncontended write-lock pairs
-//                 the data handler takes.
-// bench/compare turns the pairs into ratios.
-#include <dlfcn.h>
-#include <pthread.h>
-#include <search.h>
+// Port-table benchmarks: every exported port getter by interface index and
+// by phyid, ingest and refresh of port records through the library's data
+// handler, the table's heap per port, lookup cost against table size, and
+// reader throughput on the shared locks. Every timed case runs beside its
+// floor, measured in the same run on the same keys (see chassis.h and
+// getters.cpp for what a floor is); bench/compare turns the pairs into
+// ratios and checks them against their targets.
+#include <malloc.h>
+#include <time.h>
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
+#include <atomic>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "chassis.h"
 #include "dm_host_ctl.h"
-#include <dm_lib_pd/dm_ids.h>
 #include <dm_lib_pd/dm_port_lookup.h>
 
-// ---- playing the host's message thread ---------------------------------------
+using namespace dmbench;
 
 namespace {
 
-lib_modu_handle_t pd_handlers;
+constexpr int kLookupPorts = 16384;
 
-}  // namespace
-
-// The bench is the host process: it keeps the handler set the library
-// registers at load time, so that messages go straight to the library's data
-// handler the way the host's receive thread hands them over, and passes the
-// registration on to the host library.
-extern "C" __attribute__((visibility("default"))) int dm_dp_lib_reg_dispatch_msg_handler(
-    int module, lib_modu_handle_t *handles)
+const std::vector<PortKeys> &keys(int n)
 {
-    using reg_fn = int (*)(int, lib_modu_handle_t *);
-    static const auto next =
-        reinterpret_cast<reg_fn>(dlsym(RTLD_NEXT, "dm_dp_lib_reg_dispatch_msg_handler"));
-    if (module == DP_LIB_MOD_PD && handles != nullptr) {
-        pd_handlers = *handles;
+    static int cached_n = -1;
+    static std::vector<PortKeys> cached;
+    if (cached_n != n) {
+        cached = shuffled_keys(n);
+        cached_n = n;
     }
-    return next != nullptr ? next(module, handles) : -1;
+    return cached;
 }
 
-namespace {
-
-constexpr int kMsgHead = static_cast<int>(sizeof(dp_lib_msg_h_t));
-constexpr int kPortMsgLen = kMsgHead + static_cast<int>(sizeof(dp_lib_port_t));
-constexpr int kRmvMsgLen = kMsgHead + 4;
-constexpr int kPortsPerSlot = 256;
-constexpr int kUnitsPerSlot = 4;
-constexpr int kPortsPerUnit = kPortsPerSlot / kUnitsPerSlot;
-
-// ---- the chassis ------------------------------------------------------------
-
-// Port i: 256 ports per slot, slots 0..31 of device 1 then of device 2, four
-// chips per card with 64 ports each. Every key is unique.
-int gslot_of(int i) { return i / kPortsPerSlot; }
-int chipid_of(int gslot, int unit) { return 100 + gslot * kUnitsPerSlot + unit; }
-
-dp_lib_port_t port_record(int i)
+// Lookups that failed over one pass of the keys: a case that misses is not
+// measuring what it claims.
+template <class Call>
+int misses(const std::vector<PortKeys> &ks, Call call)
 {
-    const int gslot = gslot_of(i);
-    const int dev = 1 + gslot / 32;
-    const int slot = gslot % 32;
-    const int lport = i % kPortsPerSlot;
-    const int unit = lport / kPortsPerUnit;
-    const int cport = lport % kPortsPerUnit + 1;
-    dp_lib_port_t p = {};
-    p.ifx = 0x1000 + i * 7;
-    p.phyid = dm_phyid_make(dev, slot, unit, cport);
-    p.ss_phyid = dm_slot_lport_phyid(dev, slot, lport);
-    p.node = dm_node_make(dev, slot);
-    p.devid = dev;
-    p.slotid = slot;
-    p.portid = lport;
-    p.l_chipid = unit;
-    p.g_chipid = chipid_of(gslot, unit);
-    p.chip_portid = cport;
-    p.type = PORT_TGIGABIT_ETHERNET;
-    p.lsm_key = i * 3 + 1;
-    return p;
+    int missed = 0;
+    for (const PortKeys &k : ks) {
+        missed += call(k) < 0;
+    }
+    return missed;
 }
 
-// Data messages 0 (add) and 2 (remove) for ports 0..n-1, built once.
-struct Messages {
-    std::vector<unsigned char> add;
-    std::vector<unsigned char> rmv;
-};
-
-const Messages &messages(int n)
+// Times `call` over the keys in their fixed random order and records what
+// the loop allocated and asked the kernel.
+template <class Call>
+void time_lookups(benchmark::State &state, const std::vector<PortKeys> &ks, Call call)
 {
-    static std::vector<std::pair<int, Messages>> cache;
-    for (const auto &c : cache) {
-        if (c.first == n) {
-            return c.second;
-        }
-    }
-    Messages m;
-    m.add.resize(static_cast<size_t>(n) * kPortMsgLen);
-    m.rmv.resize(static_cast<size_t>(n) * kRmvMsgLen);
-    for (int i = 0; i < n; ++i) {
-        const dp_lib_port_t p = port_record(i);
-        dp_lib_msg_h_t head = {0, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, static_cast<int>(sizeof p)};
-        unsigned char *at = &m.add[static_cast<size_t>(i) * kPortMsgLen];
-        std::memcpy(at, &head, sizeof head);
-        std::memcpy(at + kMsgHead, &p, sizeof p);
-        head.msgid = DP_LIB_MSG_PORT_RMV;
-        head.len = 4;
-        at = &m.rmv[static_cast<size_t>(i) * kRmvMsgLen];
-        std::memcpy(at, &head, sizeof head);
-        std::memcpy(at + kMsgHead, &p.phyid, 4);
-    }
-    cache.emplace_back(n, std::move(m));
-    return cache.back().second;
-}
-
-void send_all(const std::vector<unsigned char> &msgs, int len)
-{
-    for (size_t at = 0; at < msgs.size(); at += static_cast<size_t>(len)) {
-        pd_handlers.data_f(const_cast<unsigned char *>(&msgs[at]), len);
-    }
-}
-
-void fill_table(int n) { send_all(messages(n).add, kPortMsgLen); }
-void empty_table(int n) { send_all(messages(n).rmv, kRmvMsgLen); }
-
-// Chip IDs for the first `slots` global slots, four chips each.
-void allocate_chipids(int slots)
-{
-    struct {
-        addr_lib_sync_head_t head;
-        chipid_slot_t slot[64];
-    } m = {};
-    m.head.len = static_cast<int32_t>(sizeof m.head + sizeof(chipid_slot_t) * slots);
-    m.head.type = ADDR_LIB_BS_SYNC;
-    m.head.data_num = slots;
-    for (int g = 0; g < slots; ++g) {
-        chipid_slot_t &s = m.slot[g];
-        s.status = CHIPID_VALID;
-        s.gslot = g;
-        s.idnum_per_unit = 1;
-        s.id_num = kUnitsPerSlot;
-        for (int u = 0; u < kUnitsPerSlot; ++u) {
-            s.id[u] = static_cast<uint16_t>(chipid_of(g, u));
-        }
-    }
-    dm_host_addr_data(&m, m.head.len);
-}
-
-// ---- the floor's table: tsearch trees of {key, data} nodes ------------------
-
-int floor_compare(const void *a, const void *b)
-{
-    const int ka = static_cast<const dm_tree_node_t *>(a)->key;
-    const int kb = static_cast<const dm_tree_node_t *>(b)->key;
-    return (ka > kb) - (ka < kb);
-}
-
-struct FloorIndex {
-    pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
-    void *root = nullptr;
-
-    void insert(int key, void *data)
-    {
-        auto *node = static_cast<dm_tree_node_t *>(std::malloc(sizeof(dm_tree_node_t)));
-        node->key = key;
-        node->data = data;
-        tsearch(node, &root, floor_compare);
-    }
-    const void *find(int key) const
-    {
-        dm_tree_node_t probe{key, nullptr};
-        void *const *slot = static_cast<void *const *>(tfind(&probe, &root, floor_compare));
-        return slot == nullptr ? nullptr : static_cast<const dm_tree_node_t *>(*slot)->data;
-    }
-    void remove(int key)
-    {
-        dm_tree_node_t probe{key, nullptr};
-        void *slot = tfind(&probe, &root, floor_compare);
-        if (slot != nullptr) {
-            dm_tree_node_t *node = *static_cast<dm_tree_node_t **>(slot);
-            tdelete(&probe, &root, floor_compare);
-            std::free(node);
-        }
-    }
-};
-
-// Records and their four indexes, built and torn down in the order the data
-// handler and the removals do it (a record, then its four entries; removal in
-// message order), so that the floor walks memory of the same shape as the
-// port table does.
-struct FloorTable {
-    pthread_rwlock_t port_lock = PTHREAD_RWLOCK_INITIALIZER;
-    FloorIndex by_phyid, by_ss_phyid, by_lsm_key, by_ifx;
-    std::vector<dp_lib_port_t> records;
-
-    explicit FloorTable(int n)
-    {
-        for (int i = 0; i < n; ++i) {
-            records.push_back(port_record(i));
-        }
-    }
-    void add(const dp_lib_port_t &p)
-    {
-        void *block = std::malloc(sizeof p);
-        std::memcpy(block, &p, sizeof p);
-        by_phyid.insert(p.phyid, block);
-        by_ss_phyid.insert(p.ss_phyid, block);
-        by_lsm_key.insert(p.lsm_key, block);
-        by_ifx.insert(p.ifx, block);
-    }
-    void add_all()
-    {
-        for (const dp_lib_port_t &p : records) {
-            add(p);
-        }
-    }
-    void remove_all()
-    {
-        for (const dp_lib_port_t &p : records) {
-            void *block = const_cast<void *>(by_phyid.find(p.phyid));
-            by_phyid.remove(p.phyid);
-            by_ifx.remove(p.ifx);
-            by_ss_phyid.remove(p.ss_phyid);
-            by_lsm_key.remove(p.lsm_key);
-            std::free(block);
-        }
-    }
-};
-
-// Keys of ports 0..n-1 in one fixed random order: as the caller names the
-// port (`table_key` false) or as the table is searched for it (true).
-enum class Form { ifx, slot_lport, mod_port, unit_port };
-
-std::vector<int> keys(int n, Form form, bool table_key)
-{
-    std::vector<int> order(static_cast<size_t>(n));
-    for (int i = 0; i < n; ++i) {
-        order[static_cast<size_t>(i)] = i;
-    }
-    std::shuffle(order.begin(), order.end(), std::mt19937(20240601u));
-    std::vector<int> out;
-    for (const int i : order) {
-        const dp_lib_port_t p = port_record(i);
-        switch (form) {
-        case Form::ifx:
-            out.push_back(p.ifx);
-            break;
-        case Form::slot_lport:
-            out.push_back(p.ss_phyid);
-            break;
-        case Form::mod_port:
-            out.push_back(table_key ? p.phyid : dm_mod_port_phyid(p.g_chipid, p.chip_portid));
-            break;
-        case Form::unit_port:
-            out.push_back(table_key
-                              ? p.phyid
-                              : dm_unit_port_phyid(p.devid, p.slotid, p.l_chipid, p.chip_portid));
-            break;
-        }
-    }
-    return out;
-}
-
-// ---- lookups ----------------------------------------------------------------
-
-void lookup_case(benchmark::State &state, Form form, int n)
-{
-    allocate_chipids((n + kPortsPerSlot - 1) / kPortsPerSlot);
-    fill_table(n);
-    const std::vector<int> ks = keys(n, form, false);
-    size_t k = 0;
+    const int missed = misses(ks, call);
+    const unsigned long allocs0 = allocations();
+    const unsigned long kdev0 = dm_host_kdev_requests();
+    size_t at = 0;
     for (auto _ : state) {
-        dm_port_t pinfo;
-        const int ret = form == Form::ifx ? dm_get_pinfo_by_ifx(ks[k], &pinfo)
-                                          : dm_get_pinfo_by_phyid(ks[k], &pinfo);
-        benchmark::DoNotOptimize(ret);
-        benchmark::DoNotOptimize(pinfo);
-        if (++k == ks.size()) {
-            k = 0;
+        benchmark::DoNotOptimize(call(ks[at]));
+        if (++at == ks.size()) {
+            at = 0;
         }
     }
+    const double allocs = static_cast<double>(allocations() - allocs0);
+    const double kdev = static_cast<double>(dm_host_kdev_requests() - kdev0);
     state.SetItemsProcessed(state.iterations());
-    empty_table(n);
+    state.counters["allocs"] = allocs;
+    state.counters["kernel"] = kdev;
+    state.counters["misses"] = missed;
 }
 
-void lookup_floor(benchmark::State &state, Form form, int n)
+// ---- getters ------------------------------------------------------------------
+
+void getter_case(benchmark::State &state, const Getter *g, Form f, int n)
 {
-    FloorTable table(n);
-    table.add_all();
-    FloorIndex &index = form == Form::ifx          ? table.by_ifx
-                        : form == Form::slot_lport ? table.by_ss_phyid
-                                                   : table.by_phyid;
-    const std::vector<int> ks = keys(n, form, true);
-    // A form-7 lookup also reads the chip-ID table under its own lock.
-    pthread_rwlock_t chip_lock = PTHREAD_RWLOCK_INITIALIZER;
-    const bool chip_pair = form == Form::mod_port;
-    size_t k = 0;
-    for (auto _ : state) {
-        if (chip_pair) {
-            pthread_rwlock_rdlock(&chip_lock);
-            pthread_rwlock_unlock(&chip_lock);
-        }
-        dp_lib_port_t copy;
-        pthread_rwlock_rdlock(&table.port_lock);
-        pthread_rwlock_rdlock(&index.lock);
-        const void *rec = index.find(ks[k]);
-        if (rec != nullptr) {
-            std::memcpy(&copy, rec, sizeof copy);
-        }
-        pthread_rwlock_unlock(&index.lock);
-        pthread_rwlock_unlock(&table.port_lock);
-        benchmark::DoNotOptimize(rec);
-        benchmark::DoNotOptimize(copy);
-        if (++k == ks.size()) {
-            k = 0;
-        }
-    }
-    state.SetItemsProcessed(state.iterations());
-    table.remove_all();
+    ensure_table(n);
+    time_lookups(state, keys(n),
+                 [g, f](const PortKeys &k) { return g->call(id_of(k, f), k); });
 }
 
-// ---- ingest -----------------------------------------------------------------
+void getter_floor(benchmark::State &state, const Getter *g, Form f, int n)
+{
+    FloorTable &t = floor_table(n);
+    FloorChips &c = floor_chips();
+    time_lookups(state, keys(n),
+                 [g, f, &t, &c](const PortKeys &k) { return floor_call(*g, f, k, t, c); });
+}
 
+// ---- growth -------------------------------------------------------------------
+
+// The searched tree's mean search depth, for the growth series.
+double depth_of(FloorTable &t, Form f)
+{
+    switch (f) {
+    case Form::ifx:
+        return t.by_ifx.mean_search_depth();
+    case Form::slot_lport:
+        return t.by_ss_phyid.mean_search_depth();
+    default:
+        return t.by_phyid.mean_search_depth();
+    }
+}
+
+void growth_floor(benchmark::State &state, const Getter *g, Form f, int n)
+{
+    getter_floor(state, g, f, n);
+    state.counters["depth"] = depth_of(floor_table(n), f);
+}
+
+// ---- ingest and refresh -----------------------------------------------------------
+
+// n new ports into an empty table, through the data handler.
 void ingest_case(benchmark::State &state, int n)
 {
+    ensure_table(0);
     const Messages &m = messages(n);
+    const unsigned long allocs0 = allocations();
     for (auto _ : state) {
         send_all(m.add, kPortMsgLen);
         state.PauseTiming();
         send_all(m.rmv, kRmvMsgLen);
         state.ResumeTiming();
     }
+    // Removals allocate nothing; what the loop allocated is the adds'.
+    state.counters["allocs_per_port"] =
+        static_cast<double>(allocations() - allocs0) / (static_cast<double>(state.iterations()) * n);
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-void ingest_floor(benchmark::State &state, int n)
+// The floor per port: a 124-byte record allocated and copied, one {key, data}
+// node allocated and entered with tsearch into each of four trees, and (with
+// `locks`) the uncontended write-lock pairs the data handler is specified to
+// take: the port lock around it all, one index lock around the search for a
+// known port and one around each of the four inserts.
+void ingest_floor(benchmark::State &state, int n, bool locks)
 {
+    clear_tables();
     FloorTable table(n);
-    // The data handler's index lock pairs for a new port: the take-over
-    // search and the insert into the dm_phyid index, then one per other index.
     pthread_rwlock_t *const pairs[] = {&table.by_phyid.lock, &table.by_phyid.lock,
                                        &table.by_ss_phyid.lock, &table.by_lsm_key.lock,
                                        &table.by_ifx.lock};
     for (auto _ : state) {
         for (const dp_lib_port_t &p : table.records) {
-            pthread_rwlock_wrlock(&table.port_lock);
-            for (pthread_rwlock_t *l : pairs) {
-                pthread_rwlock_wrlock(l);
-                pthread_rwlock_unlock(l);
+            if (locks) {
+                pthread_rwlock_wrlock(&table.port_lock);
+                for (pthread_rwlock_t *l : pairs) {
+                    pthread_rwlock_wrlock(l);
+                    pthread_rwlock_unlock(l);
+                }
             }
             table.add(p);
-            pthread_rwlock_unlock(&table.port_lock);
+            if (locks) {
+                pthread_rwlock_unlock(&table.port_lock);
+            }
         }
         state.PauseTiming();
         table.remove_all();
@@ -370,58 +163,261 @@ void ingest_floor(benchmark::State &state, int n)
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-// ---- registration -----------------------------------------------------------
-
-std::string case_name(const char *base, int n)
+// Every known port re-sent: with the same keys (`moved` false) a refresh
+// needs no new index node; with a new interface index it needs one.
+void refresh_case(benchmark::State &state, int n, bool moved)
 {
-    std::string name(base);
-    name += '/';
-    name += std::to_string(n);
-    return name;
-}
-
-void register_case(const std::string &name, void (*run)(benchmark::State &, Form, int), Form form,
-                   int n)
-{
-    benchmark::RegisterBenchmark(name.c_str(), run, form, n);
-}
-
-void register_all()
-{
-    for (const int n : {1024, 16384}) {
-        const std::string name = case_name("ingest", n);
-        benchmark::RegisterBenchmark(name.c_str(), ingest_case, n)->Unit(benchmark::kMicrosecond);
-        benchmark::RegisterBenchmark((name + ".floor").c_str(), ingest_floor, n)
-            ->Unit(benchmark::kMicrosecond);
-    }
-    const struct {
-        const char *name;
-        Form form;
-    } forms[] = {
-        {"lookup_ifx", Form::ifx},
-        {"lookup_slot_lport_phyid", Form::slot_lport},
-        {"lookup_mod_port_phyid", Form::mod_port},
-        {"lookup_unit_port_phyid", Form::unit_port},
-    };
-    for (const int n : {1024, 16384}) {
-        for (const auto &f : forms) {
-            const std::string name = case_name(f.name, n);
-            register_case(name, lookup_case, f.form, n);
-            register_case(name + ".floor", lookup_floor, f.form, n);
+    ensure_table(n);
+    const Messages &m = messages(n);
+    unsigned long allocs = 0;
+    for (auto _ : state) {
+        const unsigned long before = allocations();
+        send_all(moved ? m.add_moved : m.add, kPortMsgLen);
+        allocs += allocations() - before;
+        if (moved) {
+            state.PauseTiming();
+            send_all(m.add, kPortMsgLen);  // back to the table's usual keys
+            state.ResumeTiming();
         }
     }
+    state.counters["allocs_per_port"] =
+        static_cast<double>(allocs) / (static_cast<double>(state.iterations()) * n);
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+// ---- memory -------------------------------------------------------------------
+
+size_t heap_in_use() { return mallinfo2().uordblks; }
+
+// Heap the port table holds per port (records and index nodes, as the
+// allocator counts them, headers and rounding included), and the same for
+// the floor's table.
+void memory_case(benchmark::State &state, int n)
+{
+    clear_tables();
+    const size_t before = heap_in_use();
+    ensure_table(n);
+    const size_t table_bytes = heap_in_use() - before;
+    size_t floor_bytes = 0;
+    {
+        FloorTable t(n);
+        const size_t floor_before = heap_in_use();
+        t.add_all();
+        floor_bytes = heap_in_use() - floor_before;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(table_bytes);
+    }
+    state.counters["bytes_per_port"] = static_cast<double>(table_bytes) / n;
+    state.counters["floor_bytes_per_port"] = static_cast<double>(floor_bytes) / n;
+}
+
+// ---- readers ------------------------------------------------------------------
+
+// A writer that re-sends known ports (same keys) at a steady rate while the
+// readers run: each refresh holds the port lock for writing.
+constexpr int kWriterRate = 10000;  // refreshes per second
+std::atomic<bool> writer_stop{false};
+std::atomic<unsigned long> writer_sent{0};
+std::thread writer;
+
+void writer_loop(int n)
+{
+    const Messages &m = messages(n);
+    timespec next;
+    clock_gettime(CLOCK_MONOTONIC, &next);
+    for (int i = 0; !writer_stop.load(std::memory_order_relaxed); i = (i + 1) % n) {
+        pd_handlers().data_f(const_cast<unsigned char *>(&m.add[static_cast<size_t>(i) * kPortMsgLen]),
+                             kPortMsgLen);
+        writer_sent.fetch_add(1, std::memory_order_relaxed);
+        next.tv_nsec += 1000000000L / kWriterRate;
+        if (next.tv_nsec >= 1000000000L) {
+            next.tv_nsec -= 1000000000L;
+            ++next.tv_sec;
+        }
+        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, nullptr);
+    }
+}
+
+// Readers share the key and table caches: fill them before the threads start.
+void readers_setup(const benchmark::State &)
+{
+    ensure_table(kLookupPorts);
+    keys(kLookupPorts);
+}
+
+void writer_setup(const benchmark::State &state)
+{
+    readers_setup(state);
+    messages(kLookupPorts);
+    writer_stop = false;
+    writer_sent = 0;
+    writer = std::thread(writer_loop, kLookupPorts);
+}
+
+void writer_teardown(const benchmark::State &)
+{
+    writer_stop = true;
+    writer.join();
+}
+
+// Each reader walks the keys from its own starting point, alternating the
+// two lookups most callers make: a whole record by form-6 and by form-8 phyid.
+template <class Lookup>
+void reader_loop(benchmark::State &state, Lookup lookup)
+{
+    const std::vector<PortKeys> &ks = keys(kLookupPorts);
+    size_t at = static_cast<size_t>(state.thread_index()) * ks.size() / 2;
+    for (auto _ : state) {
+        const PortKeys &k = ks[at];
+        benchmark::DoNotOptimize(lookup(k, (at & 1) != 0));
+        if (++at == ks.size()) {
+            at = 0;
+        }
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void readers_case(benchmark::State &state)
+{
+    reader_loop(state, [](const PortKeys &k, bool odd) {
+        dm_port_t p;
+        return dm_get_pinfo_by_phyid(odd ? k.unit_port : k.slot_lport, &p);
+    });
+    if (state.thread_index() == 0 && writer.joinable()) {
+        state.counters["refreshes"] = static_cast<double>(writer_sent.load());
+    }
+}
+
+// The same searches and copies on the floor's table, with the read-lock pairs
+// (`floor`) and without any lock (`floor_nolock`): the difference is what the
+// shared locks cost.
+void readers_floor(benchmark::State &state, bool locks)
+{
+    FloorTable &t = floor_table(kLookupPorts);
+    reader_loop(state, [&t, locks](const PortKeys &k, bool odd) {
+        FloorIndex &index = odd ? t.by_phyid : t.by_ss_phyid;
+        const int key = odd ? k.dm_phyid : k.slot_lport;
+        dp_lib_port_t copy;
+        if (locks) {
+            return floor_lookup(t, index, key, &copy) ? copy.ss_phyid : -1;
+        }
+        const void *rec = index.find(key);
+        if (rec == nullptr) {
+            return -1;
+        }
+        std::memcpy(&copy, rec, sizeof copy);
+        return copy.ss_phyid;
+    });
+}
+
+void readers_floor_setup(const benchmark::State &)
+{
+    floor_table(kLookupPorts);
+    keys(kLookupPorts);
+}
+
+// ---- registration ---------------------------------------------------------------
+
+std::string name_of(const char *kind, const Getter &g, Form f, int n)
+{
+    return std::string(kind) + "/" + g.name + "/" + form_name(f) + "/" + std::to_string(n);
+}
+
+void register_lookups()
+{
+    for (const Getter &g : getters()) {
+        for (const Form f : forms_of(g)) {
+            const std::string name = name_of("lookup", g, f, kLookupPorts);
+            benchmark::RegisterBenchmark(name.c_str(), getter_case, &g, f, kLookupPorts);
+            benchmark::RegisterBenchmark((name + ".floor").c_str(), getter_floor, &g, f,
+                                         kLookupPorts);
+        }
+    }
+}
+
+// Sizes outermost, so that each table is filled once when the growth cases
+// run in registration order.
+void register_growth()
+{
+    const struct {
+        const char *getter;
+        Form form;
+    } series[] = {
+        {"dm_get_pinfo_by_ifx", Form::ifx},
+        {"dm_get_pinfo_by_phyid", Form::slot_lport},
+        {"dm_get_pinfo_by_phyid", Form::unit_port},
+    };
+    for (const int n : {1024, 4096, 16384, 65536, 262144}) {
+        for (const auto &s : series) {
+            const Getter &g = getter(s.getter);
+            const std::string name = name_of("growth", g, s.form, n);
+            benchmark::RegisterBenchmark(name.c_str(), getter_case, &g, s.form, n);
+            benchmark::RegisterBenchmark((name + ".floor").c_str(), growth_floor, &g, s.form, n);
+        }
+    }
+}
+
+void register_ingest()
+{
+    for (const int n : {1024, 16384}) {
+        const std::string name = "ingest/" + std::to_string(n);
+        benchmark::RegisterBenchmark(name.c_str(), ingest_case, n)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((name + ".floor").c_str(), ingest_floor, n, true)
+            ->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((name + ".bare").c_str(), ingest_floor, n, false)
+            ->Unit(benchmark::kMicrosecond);
+    }
+    const std::string n = std::to_string(kLookupPorts);
+    benchmark::RegisterBenchmark(("refresh/" + n).c_str(), refresh_case, kLookupPorts, false)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(("refresh_moved/" + n).c_str(), refresh_case, kLookupPorts, true)
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(("memory/" + n).c_str(), memory_case, kLookupPorts)
+        ->Iterations(1);
+}
+
+void register_readers()
+{
+    const std::string n = std::to_string(kLookupPorts);
+    benchmark::RegisterBenchmark(("readers/" + n).c_str(), readers_case)
+        ->Setup(readers_setup)
+        ->Threads(1)
+        ->Threads(2)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark(("readers+writer/" + n).c_str(), readers_case)
+        ->Setup(writer_setup)
+        ->Teardown(writer_teardown)
+        ->Threads(1)
+        ->Threads(2)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark(("readers/" + n + ".floor").c_str(), readers_floor, true)
+        ->Setup(readers_floor_setup)
+        ->Threads(1)
+        ->Threads(2)
+        ->UseRealTime();
+    benchmark::RegisterBenchmark(("readers/" + n + ".floor_nolock").c_str(), readers_floor, false)
+        ->Setup(readers_floor_setup)
+        ->Threads(1)
+        ->Threads(2)
+        ->UseRealTime();
 }
 
 }  // namespace
 
 int main(int argc, char **argv)
 {
+    prepare_heap();
     dm_host_set_dbg_level(LIB_DBG_END);
-    if (pd_handlers.data_f == nullptr) {
+    if (pd_handlers().data_f == nullptr) {
         std::fprintf(stderr, "the library did not register its handlers\n");
         return 1;
     }
-    register_all();
+    attach_counted_kernel();
+    register_lookups();
+    register_growth();
+    register_ingest();
+    register_readers();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;

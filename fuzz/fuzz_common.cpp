@@ -103,6 +103,20 @@ void set_rpc_answer(int result, int reply_len)
 
 unsigned long events_received() { return events.load(std::memory_order_relaxed); }
 
+bool is_large_list_begin(const void *msg, size_t size)
+{
+    dp_lib_msg_h_t head;
+    int32_t num;
+    if (msg == nullptr || size < sizeof head + sizeof num) {
+        return false;
+    }
+    std::memcpy(&head, msg, sizeof head);
+    std::memcpy(&num, static_cast<const char *>(msg) + sizeof head, sizeof num);
+    const bool begin =
+        head.msgid == DP_LIB_MSG_FC_START_CFG_BEGIN || head.msgid == DP_LIB_MSG_FC_SAVE_CFG_BEGIN;
+    return begin && num > 65536 && num <= 268435455;
+}
+
 void trim_host_records()
 {
     dm_host_batch_steps_clear();

@@ -16,10 +16,10 @@ namespace dmfuzz {
 [[noreturn]] void fail(const char *what, long long a = 0, long long b = 0);
 
 // Checks a condition that must hold whatever the input was.
-#define DM_FUZZ_CHECK(cond, ...)                                    \
-    do {                                                            \
-        if (!(cond))                                                \
-            ::dmfuzz::fail("check failed: " #cond, ##__VA_ARGS__);  \
+#define DM_FUZZ_CHECK(cond, ...)                                   \
+    do {                                                           \
+        if (!(cond))                                               \
+            ::dmfuzz::fail("check failed: " #cond, ##__VA_ARGS__); \
     } while (0)
 
 // Once per process: diagnostics silenced (DM_FUZZ_DBG_LEVEL=0..3 turns them
@@ -39,6 +39,12 @@ unsigned long events_received();
 // Keeps the host's records of batch steps and log lines from growing for
 // the whole run (the library's own tables grow as designed).
 void trim_host_records();
+
+// True for a data message that begins a port-conversion list of more than
+// 65536 entries (and at most the 268435455 a list may hold). Such a list is
+// handled like a small one, but under the sanitizers its allocation and the
+// show that prints it take seconds, so the targets do not send it.
+bool is_large_list_begin(const void *msg, size_t size);
 
 // Sequential little-endian reads over the input; past its end every read
 // answers zero, so any input decodes to something.

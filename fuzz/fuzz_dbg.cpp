@@ -38,7 +38,8 @@ int shown_level()
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     dmfuzz::start();
-    const std::string option(reinterpret_cast<const char *>(data), strnlen(reinterpret_cast<const char *>(data), size));
+    const std::string option(reinterpret_cast<const char *>(data),
+                             strnlen(reinterpret_cast<const char *>(data), size));
     dm_host_run_dbg_init("fcdbg 2");
     dm_host_run_dbg_init(option.c_str());
     const int shown = shown_level();

@@ -49,7 +49,6 @@ enum Op : uint8_t {
     kOpCount,
 };
 
-
 // ---- sending -------------------------------------------------------------------
 template <class T>
 void send(int msgid, const T &payload)
@@ -82,7 +81,8 @@ void send_chipid_release_all()
         chipid_slot_t rec = {};
         rec.status = CHIPID_NONE;
         rec.gslot = g;
-        std::memcpy(buf.data() + sizeof head + static_cast<size_t>(g) * sizeof rec, &rec, sizeof rec);
+        std::memcpy(buf.data() + sizeof head + static_cast<size_t>(g) * sizeof rec, &rec,
+                    sizeof rec);
     }
     dm_host_addr_data(buf.data(), static_cast<int>(buf.size()));
 }
@@ -337,7 +337,8 @@ void step_fc_chunk(Reader &in)
 void step_fc_over(Reader &in)
 {
     const int list = in.u8() & 1;
-    dm_host_send_msg(list == 0 ? DP_LIB_MSG_FC_START_CFG_OVER : DP_LIB_MSG_FC_SAVE_CFG_OVER, nullptr, 0);
+    dm_host_send_msg(list == 0 ? DP_LIB_MSG_FC_START_CFG_OVER : DP_LIB_MSG_FC_SAVE_CFG_OVER,
+                     nullptr, 0);
     fc_model &f = m.fc[static_cast<size_t>(list)];
     f.committed = f.staging;
     f.over = true;
@@ -370,7 +371,8 @@ void step_chipid_data(Reader &in)
     const int len_mode = in.u8() % 4;
     const int data_num = numb == 255 ? 65 : numb == 254 ? -1 : numb % 5;
     const int present = std::clamp(data_num, 0, 4) - (len_mode == 2 && data_num > 0 ? 1 : 0);
-    std::vector<uint8_t> buf(sizeof(addr_lib_sync_head_t) + static_cast<size_t>(present) * sizeof(chipid_slot_t));
+    std::vector<uint8_t> buf(sizeof(addr_lib_sync_head_t) +
+                             static_cast<size_t>(present) * sizeof(chipid_slot_t));
     for (int i = 0; i < present; ++i) {
         chipid_slot_t rec = {};
         rec.status = in.u8() % 4;
@@ -381,14 +383,15 @@ void step_chipid_data(Reader &in)
         const int base = in.u8() * 8;
         const int step = in.u8();
         for (int j = 0; j < CHIPID_SLOT_ID_MAX; ++j) {
-            rec.id[j] = static_cast<uint16_t>(base + j * (step % 4) + ((step & 0x80) != 0 ? 2040 : 0));
+            rec.id[j] =
+                static_cast<uint16_t>(base + j * (step % 4) + ((step & 0x80) != 0 ? 2040 : 0));
         }
-        std::memcpy(buf.data() + sizeof(addr_lib_sync_head_t) + static_cast<size_t>(i) * sizeof rec, &rec,
-                    sizeof rec);
+        std::memcpy(buf.data() + sizeof(addr_lib_sync_head_t) + static_cast<size_t>(i) * sizeof rec,
+                    &rec, sizeof rec);
         seen.gslots.insert(rec.gslot);
     }
-    addr_lib_sync_head_t head = {static_cast<int32_t>(buf.size()), type < 200 ? type % 2 : type - 200,
-                                 data_num};
+    addr_lib_sync_head_t head = {static_cast<int32_t>(buf.size()),
+                                 type < 200 ? type % 2 : type - 200, data_num};
     if (len_mode == 1) {
         head.len += 4;  // disagrees with what is delivered
     }
@@ -412,7 +415,8 @@ void step_rpc(Reader &in)
     const int lport = in.u8();
     const int valid = in.u8() & 1;
     const int control = in.u8();
-    dmfuzz::set_rpc_answer((control & 0x80) != 0 ? -1 : 0, static_cast<int>(control & 0x7F) * 2 - 4);
+    dmfuzz::set_rpc_answer((control & 0x80) != 0 ? -1 : 0,
+                           static_cast<int>(control & 0x7F) * 2 - 4);
     struct {
         dp_lib_msg_h_t head;
         dm_port_valid_t req;
@@ -461,6 +465,9 @@ void step_raw(Reader &in)
     const int len = (delta & 3) == 0 ? n + (delta >> 2) : n;
     const dp_lib_msg_h_t head = {0, msgid, module, len};
     std::memcpy(buf.data(), &head, sizeof head);
+    if (dmfuzz::is_large_list_begin(buf.data(), buf.size())) {
+        return;
+    }
     dm_host_send_data(buf.data(), static_cast<int>(buf.size()));
     switch (msgid) {
     case DP_LIB_MSG_CHIP_CFG:
@@ -489,26 +496,66 @@ void step_raw(Reader &in)
 void run_step(Op op, Reader &in)
 {
     switch (op) {
-    case kAddPort: step_add_port(in); break;
-    case kSetIfx: step_set_ifx(in); break;
-    case kRmvPort: step_rmv_port(in); break;
-    case kCardCfg: step_card_cfg(in); break;
-    case kChipCfg: step_chip_cfg(in); break;
-    case kMyLport: step_my_lport(in); break;
-    case kPhyMgmt: step_phy_mgmt(in); break;
-    case kFcBegin: step_fc_begin(in); break;
-    case kFcChunk: step_fc_chunk(in); break;
-    case kFcOver: step_fc_over(in); break;
-    case kPreInst: step_pre_inst(in); break;
-    case kChipidData: step_chipid_data(in); break;
-    case kBatch: dm_host_batch(in.u8() % 3); break;
-    case kShow: step_show(in); break;
-    case kRpc: step_rpc(in); break;
-    case kIdentity: step_identity(in); check_cards(); break;
-    case kBsOver: dm_host_set_bs_over((in.u8() & 1) != 0); break;
-    case kRaw: step_raw(in); break;
-    case kQuery: step_query(in); break;
-    default: break;
+    case kAddPort:
+        step_add_port(in);
+        break;
+    case kSetIfx:
+        step_set_ifx(in);
+        break;
+    case kRmvPort:
+        step_rmv_port(in);
+        break;
+    case kCardCfg:
+        step_card_cfg(in);
+        break;
+    case kChipCfg:
+        step_chip_cfg(in);
+        break;
+    case kMyLport:
+        step_my_lport(in);
+        break;
+    case kPhyMgmt:
+        step_phy_mgmt(in);
+        break;
+    case kFcBegin:
+        step_fc_begin(in);
+        break;
+    case kFcChunk:
+        step_fc_chunk(in);
+        break;
+    case kFcOver:
+        step_fc_over(in);
+        break;
+    case kPreInst:
+        step_pre_inst(in);
+        break;
+    case kChipidData:
+        step_chipid_data(in);
+        break;
+    case kBatch:
+        dm_host_batch(in.u8() % 3);
+        break;
+    case kShow:
+        step_show(in);
+        break;
+    case kRpc:
+        step_rpc(in);
+        break;
+    case kIdentity:
+        step_identity(in);
+        check_cards();
+        break;
+    case kBsOver:
+        dm_host_set_bs_over((in.u8() & 1) != 0);
+        break;
+    case kRaw:
+        step_raw(in);
+        break;
+    case kQuery:
+        step_query(in);
+        break;
+    default:
+        break;
     }
 }
 

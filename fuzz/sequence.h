@@ -22,7 +22,10 @@ inline int port_dev(int k) { return 1 + ((k >> 7) & 1); }
 inline int port_slot(int k) { return 1 + ((k >> 5) & 3); }
 inline int port_unit(int k) { return (k >> 4) & 1; }
 inline int port_cport(int k) { return k & 15; }
-inline int port_dm_phyid(int k) { return dm_phyid_make(port_dev(k), port_slot(k), port_unit(k), port_cport(k)); }
+inline int port_dm_phyid(int k)
+{
+    return dm_phyid_make(port_dev(k), port_slot(k), port_unit(k), port_cport(k));
+}
 inline int port_unit_phyid(int k)
 {
     return dm_unit_port_phyid(port_dev(k), port_slot(k), port_unit(k), port_cport(k));
@@ -42,12 +45,12 @@ struct model {
     std::map<int, dp_lib_card_type_info_t> cards;  // by card type, the last record sent
     std::map<int, dp_lib_chip_info_t> chips;       // by chip type, the last record sent
     bool chips_known = true;
-    std::vector<dp_lib_lport_t> lports;            // this card's local port list
+    std::vector<dp_lib_lport_t> lports;  // this card's local port list
     bool lports_known = true;
-    IFINDEX mgmt[3][2] = {};                       // management ports by device and port
+    IFINDEX mgmt[3][2] = {};  // management ports by device and port
     bool mgmt_known = true;
-    std::array<fc_model, 2> fc;                    // the startup and the saved list
-    int my_card_type = 0;                          // this card's type, as the host says
+    std::array<fc_model, 2> fc;  // the startup and the saved list
+    int my_card_type = 0;        // this card's type, as the host says
 };
 
 extern model m;

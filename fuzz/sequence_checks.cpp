@@ -143,7 +143,8 @@ void check_lports()
     if (!m.lports_known) {
         return;
     }
-    DM_FUZZ_CHECK(dm_get_my_lport_num() == static_cast<int>(m.lports.size()), dm_get_my_lport_num());
+    DM_FUZZ_CHECK(dm_get_my_lport_num() == static_cast<int>(m.lports.size()),
+                  dm_get_my_lport_num());
     for (int unit = 0; unit < 2; ++unit) {
         for (int port = 0; port < 16; ++port) {
             const int key = dm_lport_phyid_make(unit, port);
@@ -177,12 +178,15 @@ void check_fc()
         for (int round = 0; round < 2; ++round) {
             dm_convert_cfg_t *cfg = nullptr;
             int num = -1;
-            const int r = list == 0 ? dm_get_fc_startup_cfg(&cfg, &num) : dm_get_fc_save_cfg(&cfg, &num);
+            const int r =
+                list == 0 ? dm_get_fc_startup_cfg(&cfg, &num) : dm_get_fc_save_cfg(&cfg, &num);
             DM_FUZZ_CHECK(r == 0, list, r);
             DM_FUZZ_CHECK(num == static_cast<int>(f.committed.size()), num, f.committed.size());
             DM_FUZZ_CHECK((cfg == nullptr) == (num == 0), num);
             if (num > 0) {
-                DM_FUZZ_CHECK(std::memcmp(cfg, f.committed.data(), f.committed.size() * sizeof *cfg) == 0, num);
+                DM_FUZZ_CHECK(
+                    std::memcmp(cfg, f.committed.data(), f.committed.size() * sizeof *cfg) == 0,
+                    num);
             }
             scribble_and_free(cfg, static_cast<size_t>(num));
         }
@@ -222,7 +226,8 @@ void check_mgmt()
         if (known) {
             DM_FUZZ_CHECK(dev == want_dev && lport == want_lport, dev, lport);
         }
-        DM_FUZZ_CHECK(dm_get_devid_from_phy_mgmt_ifx(ifx) == (known ? want_dev : -1), static_cast<int>(ifx));
+        DM_FUZZ_CHECK(dm_get_devid_from_phy_mgmt_ifx(ifx) == (known ? want_dev : -1),
+                      static_cast<int>(ifx));
         int *phyids = static_cast<int *>(std::malloc(4 * sizeof(int)));
         int num = 4;
         if (dm_get_phyid_from_phy_mgmt_ifx(ifx, phyids, &num) == 0) {
@@ -289,7 +294,8 @@ void check_pre_inst()
         // lsm_user_slot is the port's slot in every record sent here.
         bool want = false;
         for (const dm_per_inst_card_info_t &c : pre_inst.list) {
-            want = want || (c.dev == port_dev(k) && c.slot == port_slot(k) && c.sslot == port_slot(k));
+            want =
+                want || (c.dev == port_dev(k) && c.slot == port_slot(k) && c.sslot == port_slot(k));
         }
         DM_FUZZ_CHECK(is == want, k);
     }

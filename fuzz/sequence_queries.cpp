@@ -33,19 +33,22 @@ void query_split(dmfuzz::Reader &in, int which)
         r = dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, children.p, &num);
         break;
     case 1:
-        r = dm_local_get_child_unit_port_with_all_mode(lport, &unit, mode_ids.p, children.p, nums.p);
+        r = dm_local_get_child_unit_port_with_all_mode(lport, &unit, mode_ids.p, children.p,
+                                                       nums.p);
         break;
     case 2:
         r = dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, children.p, &num);
         break;
     case 3:
-        r = dm_get_child_unit_port_with_all_mode(node, lport, &unit, mode_ids.p, nums.p, children.p);
+        r = dm_get_child_unit_port_with_all_mode(node, lport, &unit, mode_ids.p, nums.p,
+                                                 children.p);
         break;
     case 4:
         r = dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, children.p, &num);
         break;
     default:
-        r = dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, mode_ids.p, nums.p, children.p);
+        r = dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, mode_ids.p, nums.p,
+                                                     children.p);
         break;
     }
     if (r == 0 && (which % 2) == 0) {

@@ -105,7 +105,7 @@ unsigned long dm_host_inserted_records(void);
  * malformed one with EINVAL. Detached (the default), and for every other
  * descriptor or request, the real ioctl runs (and fails with ENOTTY on a
  * plain file: it has no driver behind it). */
-void dm_host_kdev_attach(bool attached);
+void dm_host_kdev_attach(bool on);
 /* Interface index of a port, by its interface-manager key and link-layer type. */
 void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx);
 /* Interface-manager key of an interface index. */

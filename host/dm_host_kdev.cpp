@@ -186,7 +186,7 @@ int open_with(open_fn fn, const char *path, int flags, va_list ap)
 
 extern "C" {
 
-int open(const char *path, int flags, ...)
+int open(const char *path, int flags, ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
 {
     va_list ap;
     va_start(ap, flags);
@@ -195,7 +195,7 @@ int open(const char *path, int flags, ...)
     return fd;
 }
 
-int open64(const char *path, int flags, ...)
+int open64(const char *path, int flags, ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
 {
     va_list ap;
     va_start(ap, flags);

@@ -27,7 +27,8 @@ void append(std::vector<uint8_t> &buf, const T &v)
 }
 
 // A whole data message: header with the given len, then `payload`.
-std::vector<uint8_t> message(int msgid, int len, const std::vector<uint8_t> &payload, int module = DP_LIB_MOD_PD)
+std::vector<uint8_t> message(int msgid, int len, const std::vector<uint8_t> &payload,
+                             int module = DP_LIB_MOD_PD)
 {
     std::vector<uint8_t> buf;
     append(buf, dp_lib_msg_h_t{0, msgid, module, len});
@@ -43,7 +44,17 @@ std::vector<uint8_t> bytes_of(const T &v)
     return b;
 }
 
-void send_raw(const std::vector<uint8_t> &buf) { dm_host_send_data(buf.data(), static_cast<int>(buf.size())); }
+std::string hex(int v)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(v));
+    return text;
+}
+
+void send_raw(const std::vector<uint8_t> &buf)
+{
+    dm_host_send_data(buf.data(), static_cast<int>(buf.size()));
+}
 
 // Sends `payload` cut to its first n bytes, with a header that says so.
 void send_cut(int msgid, const std::vector<uint8_t> &payload, size_t n)
@@ -51,10 +62,12 @@ void send_cut(int msgid, const std::vector<uint8_t> &payload, size_t n)
     dm_host_send_msg(msgid, payload.data(), static_cast<int>(n));
 }
 
-void send_chipids(int type, int data_num, const std::vector<chipid_slot_t> &recs, int len_adjust = 0)
+void send_chipids(int type, int data_num, const std::vector<chipid_slot_t> &recs,
+                  int len_adjust = 0)
 {
     std::vector<uint8_t> buf;
-    append(buf, addr_lib_sync_head_t{static_cast<int32_t>(12 + 48 * recs.size()) + len_adjust, type, data_num});
+    append(buf, addr_lib_sync_head_t{static_cast<int32_t>(12 + 48 * recs.size()) + len_adjust, type,
+                                     data_num});
     for (const chipid_slot_t &r : recs) {
         append(buf, r);
     }
@@ -131,7 +144,8 @@ std::vector<uint8_t> fc_chunk(int first, int last, int entries)
 
 void send_fc(bool save, int num)
 {
-    send(save ? DP_LIB_MSG_FC_SAVE_CFG_BEGIN : DP_LIB_MSG_FC_START_CFG_BEGIN, static_cast<int32_t>(num));
+    send(save ? DP_LIB_MSG_FC_SAVE_CFG_BEGIN : DP_LIB_MSG_FC_START_CFG_BEGIN,
+         static_cast<int32_t>(num));
     send_bytes(save ? DP_LIB_MSG_FC_SAVE_CFG : DP_LIB_MSG_FC_START_CFG, fc_chunk(0, num - 1, num));
     dm_host_send_msg(save ? DP_LIB_MSG_FC_SAVE_CFG_OVER : DP_LIB_MSG_FC_START_CFG_OVER, nullptr, 0);
 }
@@ -157,8 +171,8 @@ std::string fingerprint()
     int num = 2048;
     dm_get_alloced_chipid(alloc.data(), &num);
     for (int i = 0; i < num; ++i) {
-        s += " chip " + std::to_string(alloc[i].chipid) + "@" + std::to_string(alloc[i].node) + "/" +
-             std::to_string(alloc[i].unit);
+        s += " chip " + std::to_string(alloc[i].chipid) + "@" + std::to_string(alloc[i].node) +
+             "/" + std::to_string(alloc[i].unit);
     }
     for (int g = 0; g < 64; ++g) {
         int ids[16];
@@ -172,10 +186,12 @@ std::string fingerprint()
         if (dm_lib_get_card_cfg_by_type(type, &c) == 0) {
             s += " card " + std::string(reinterpret_cast<const char *>(&c), sizeof c);
         }
-        s += " chip " + std::to_string(dm_get_chip_family(type)) + "/" + std::to_string(dm_get_chip_cmic_port_by_type(type));
+        s += " chip " + std::to_string(dm_get_chip_family(type)) + "/" +
+             std::to_string(dm_get_chip_cmic_port_by_type(type));
     }
     bool pre = false;
-    s += " pre " + std::to_string(dm_get_pre_inst_by_phyid(dm_slot_lport_phyid(1, 1, 1), &pre)) + std::to_string(pre);
+    s += " pre " + std::to_string(dm_get_pre_inst_by_phyid(dm_slot_lport_phyid(1, 1, 1), &pre)) +
+         std::to_string(pre);
     s += " log " + std::to_string(dm_host_log_count());
     s += " events " + std::to_string(dmtest::events().size());
     return s;
@@ -203,12 +219,13 @@ Outcome run(const std::function<void()> &bad)
 }
 
 // The bad input prints `diag` and changes nothing.
-#define EXPECT_REFUSED(bad, diag)                                                  \
-    do {                                                                           \
-        const Outcome o_ = run([&] { bad; });                                      \
-        EXPECT_NE(o_.printed.find(diag), std::string::npos)                        \
-            << #bad << " should print " << (diag) << ", printed:\n" << o_.printed; \
-        EXPECT_TRUE(o_.unchanged) << #bad << " changed a table";                   \
+#define EXPECT_REFUSED(bad, diag)                                   \
+    do {                                                            \
+        const Outcome o_ = run([&] { bad; });                       \
+        EXPECT_NE(o_.printed.find(diag), std::string::npos)         \
+            << #bad << " should print " << (diag) << ", printed:\n" \
+            << o_.printed;                                          \
+        EXPECT_TRUE(o_.unchanged) << #bad << " changed a table";    \
     } while (0)
 
 // A table of every kind filled with something, and the events that caused
@@ -228,7 +245,8 @@ protected:
         send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{1, 0x400, 0, 0, {}});
         send_fc(false, 2);
         send_fc(true, 1);
-        send_chipids(ADDR_LIB_BS_SYNC, 2, {slot(CHIPID_VALID, 1, {40, 41}), slot(CHIPID_VALID, 2, {50})});
+        send_chipids(ADDR_LIB_BS_SYNC, 2,
+                     {slot(CHIPID_VALID, 1, {40, 41}), slot(CHIPID_VALID, 2, {50})});
         dm_host_set_bs_over(true);
         dmtest::wait_events(2);
     }
@@ -245,11 +263,14 @@ protected:
 
 TEST_F(BadInput, HeaderChecksRefuseEveryMalformedMessage)
 {
-    const std::vector<uint8_t> ifx = bytes_of(dp_lib_port_ifx_msg_t{dm_phyid_make(1, 1, 0, 1), 0x555});
+    const std::vector<uint8_t> ifx =
+        bytes_of(dp_lib_port_ifx_msg_t{dm_phyid_make(1, 1, 0, 1), 0x555});
     const std::vector<uint8_t> whole = message(DP_LIB_MSG_PORT_IFX, 8, ifx);
     EXPECT_REFUSED(dm_host_send_data(nullptr, 24), "param error!\n");
-    EXPECT_REFUSED(send_raw(std::vector<uint8_t>(whole.begin(), whole.begin() + 15)), "param error!\n");
-    EXPECT_REFUSED(send_raw(std::vector<uint8_t>(whole.begin(), whole.end() - 1)), "param error!\n");
+    EXPECT_REFUSED(send_raw(std::vector<uint8_t>(whole.begin(), whole.begin() + 15)),
+                   "param error!\n");
+    EXPECT_REFUSED(send_raw(std::vector<uint8_t>(whole.begin(), whole.end() - 1)),
+                   "param error!\n");
     EXPECT_REFUSED(send_raw(message(DP_LIB_MSG_PORT_IFX, 9, ifx)), "param error!\n");
     EXPECT_REFUSED(send_raw(message(DP_LIB_MSG_PORT_IFX, -1, ifx)), "param error!\n");
     EXPECT_REFUSED(send_raw(message(DP_LIB_MSG_PORT_IFX, INT_MAX, ifx)), "param error!\n");
@@ -265,17 +286,16 @@ TEST_F(BadInput, HeaderChecksRefuseEveryMalformedMessage)
 TEST_F(BadInput, PortMessagesShorterThanTheirRecordOrForUnknownPorts)
 {
     const std::vector<uint8_t> rec = bytes_of(port(2, 3, 3, 0x103));
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_INFO, rec, rec.size() - 1), "msg 0 is too short: len 123, need 124!\n");
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_INFO, rec, 0), "msg 0 is too short: len 0, need 124!\n");
-    const std::vector<uint8_t> ifx = bytes_of(dp_lib_port_ifx_msg_t{dm_phyid_make(1, 1, 0, 1), 0x555});
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_INFO, rec, rec.size() - 1),
+                   "msg 0 is too short: len 123, need 124!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_INFO, rec, 0),
+                   "msg 0 is too short: len 0, need 124!\n");
+    const std::vector<uint8_t> ifx =
+        bytes_of(dp_lib_port_ifx_msg_t{dm_phyid_make(1, 1, 0, 1), 0x555});
     EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_IFX, ifx, 7), "msg 1 is too short: len 7, need 8!\n");
     const int unknown = dm_phyid_make(2, 9, 1, 9);
     EXPECT_REFUSED(send(DP_LIB_MSG_PORT_IFX, dp_lib_port_ifx_msg_t{unknown, 0x555}),
-                   "can not find node! phyid : 0x" + [&] {
-                       char hex[16];
-                       std::snprintf(hex, sizeof hex, "%x", unknown);
-                       return std::string(hex);
-                   }());
+                   "can not find node! phyid : " + hex(unknown) + "\n");
     const std::vector<uint8_t> rmv = bytes_of(static_cast<int32_t>(dm_phyid_make(1, 1, 0, 1)));
     EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_RMV, rmv, 3), "msg 2 is too short: len 3, need 4!\n");
     // Removing a port that is not there says nothing more and changes nothing.
@@ -294,10 +314,12 @@ TEST_F(BadInput, PortMessagesShorterThanTheirRecordOrForUnknownPorts)
 TEST_F(BadInput, ConfigurationRecordsShorterThanTheirRecord)
 {
     const std::vector<uint8_t> c = bytes_of(card(11));
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_CARD_CFG, c, c.size() - 1), "msg 3 is too short: len 2035, need 2036!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_CARD_CFG, c, c.size() - 1),
+                   "msg 3 is too short: len 2035, need 2036!\n");
     EXPECT_REFUSED(send_cut(DP_LIB_MSG_CARD_CFG, c, 4), "msg 3 is too short: len 4, need 2036!\n");
     const std::vector<uint8_t> chip = bytes_of(dp_lib_chip_info_t{2, 1, 1, 1});
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_CHIP_CFG, chip, 15), "msg 4 is too short: len 15, need 16!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_CHIP_CFG, chip, 15),
+                   "msg 4 is too short: len 15, need 16!\n");
 
     // A card type claiming more chips than a record describes is kept, but
     // answered as 8 units, so no caller reads past the 8-entry arrays.
@@ -314,16 +336,20 @@ TEST_F(BadInput, ConfigurationRecordsShorterThanTheirRecord)
 
 TEST_F(BadInput, LocalPortListsWithCountsTheirRecordsDoNotHold)
 {
-    EXPECT_REFUSED(send_bytes(DP_LIB_MSG_MY_LPORT_CFG, lport_list(3, 2)), "msg 5 is too short: len 108, need 160!\n");
-    EXPECT_REFUSED(send_bytes(DP_LIB_MSG_MY_LPORT_CFG, lport_list(INT_MAX, 1)), "msg 5 is too short: len 56, need ");
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_MY_LPORT_CFG, lport_list(0, 0), 3), "msg 5 is too short: len 3, need 4!\n");
+    EXPECT_REFUSED(send_bytes(DP_LIB_MSG_MY_LPORT_CFG, lport_list(3, 2)),
+                   "msg 5 is too short: len 108, need 160!\n");
+    EXPECT_REFUSED(send_bytes(DP_LIB_MSG_MY_LPORT_CFG, lport_list(INT_MAX, 1)),
+                   "msg 5 is too short: len 56, need ");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_MY_LPORT_CFG, lport_list(0, 0), 3),
+                   "msg 5 is too short: len 3, need 4!\n");
 
     // Two records under one key: the first keeps it, the second is stored
     // unindexed.
     std::vector<uint8_t> twice = lport_list(2, 2);
     std::memcpy(twice.data() + 4 + 52, twice.data() + 4, 4);
     Outcome o = run([&] { send_bytes(DP_LIB_MSG_MY_LPORT_CFG, twice); });
-    EXPECT_NE(o.printed.find("Insert dm_my_lport_phyid_root fail!\n"), std::string::npos) << o.printed;
+    EXPECT_NE(o.printed.find("Insert dm_my_lport_phyid_root fail!\n"), std::string::npos)
+        << o.printed;
     EXPECT_EQ(dm_get_my_lport_num(), 2);
 
     // A negative count is an allocation that cannot be made: the old list is
@@ -338,14 +364,17 @@ TEST_F(BadInput, LocalPortListsWithCountsTheirRecordsDoNotHold)
 TEST_F(BadInput, ManagementPortsOutsideTheTable)
 {
     const std::vector<uint8_t> m = bytes_of(dp_lib_phy_mgmt_ifx_msg_t{2, 0x401, 1, 0, {}});
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PHY_MGMT_IFX, m, 15), "msg 7 is too short: len 15, need 16!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PHY_MGMT_IFX, m, 15),
+                   "msg 7 is too short: len 15, need 16!\n");
     for (int dev : {0, 3, -1, INT_MIN}) {
-        EXPECT_REFUSED(send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{dev, 0x401, 1, 1, {}}),
-                       "invalid dev_id: " + std::to_string(dev) + "\r\n");
+        EXPECT_REFUSED(
+            send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{dev, 0x401, 1, 1, {}}),
+            "invalid dev_id: " + std::to_string(dev) + "\r\n");
     }
     for (int lport : {2, -1, INT_MAX}) {
-        EXPECT_REFUSED(send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{1, 0x401, lport, 1, {}}),
-                       "invalid lport:" + std::to_string(lport) + "\r\n");
+        EXPECT_REFUSED(
+            send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{1, 0x401, lport, 1, {}}),
+            "invalid lport:" + std::to_string(lport) + "\r\n");
     }
 }
 
@@ -355,27 +384,33 @@ TEST_F(BadInput, PortConversionTransfersOutOfRange)
         SCOPED_TRACE(save ? "saved list" : "startup list");
         const int begin = save ? DP_LIB_MSG_FC_SAVE_CFG_BEGIN : DP_LIB_MSG_FC_START_CFG_BEGIN;
         const int chunk = save ? DP_LIB_MSG_FC_SAVE_CFG : DP_LIB_MSG_FC_START_CFG;
-        const std::string begin_fn = save ? "dm_fc_lib_save_cfg_begin" : "dm_fc_lib_start_cfg_begin";
+        const std::string begin_fn =
+            save ? "dm_fc_lib_save_cfg_begin" : "dm_fc_lib_start_cfg_begin";
         const std::string chunk_fn = save ? "dm_fc_lib_save_cfg" : "dm_fc_lib_start_cfg";
         const std::vector<uint8_t> four = bytes_of(static_cast<int32_t>(4));
         EXPECT_REFUSED(send_cut(begin, four, 3), "is too short: len 3, need 4!\n");
         EXPECT_REFUSED(send(begin, static_cast<int32_t>(-1)), "[FC dm: " + begin_fn);
         EXPECT_REFUSED(send(begin, static_cast<int32_t>(-1)), "] num:-1\r\n");
-        EXPECT_REFUSED(send(begin, static_cast<int32_t>(INT_MIN)), "] num:" + std::to_string(INT_MIN) + "\r\n");
+        EXPECT_REFUSED(send(begin, static_cast<int32_t>(INT_MIN)),
+                       "] num:" + std::to_string(INT_MIN) + "\r\n");
         // num x 8 must fit a signed 32-bit size.
-        EXPECT_REFUSED(send(begin, static_cast<int32_t>(268435456)), "] num:268435456 too large, max:268435455\r\n");
+        EXPECT_REFUSED(send(begin, static_cast<int32_t>(268435456)),
+                       "] num:268435456 too large, max:268435455\r\n");
         // The list is committed: a chunk now belongs to no transfer.
-        EXPECT_REFUSED(send_bytes(chunk, fc_chunk(0, 0, 1)), "cfg is over, range[0, 0] dropped until next begin");
+        EXPECT_REFUSED(send_bytes(chunk, fc_chunk(0, 0, 1)),
+                       "cfg is over, range[0, 0] dropped until next begin");
 
-        send(begin, static_cast<int32_t>(3));  // a new transfer: the list reads empty until its over
+        send(begin,
+             static_cast<int32_t>(3));  // a new transfer: the list reads empty until its over
         EXPECT_REFUSED(send_bytes(chunk, fc_chunk(0, 1, 1)), "is too short: len 16, need 24!\n");
         EXPECT_REFUSED(send_bytes(chunk, fc_chunk(0, INT_MAX, 1)), "is too short: len 16, need ");
         EXPECT_REFUSED(send_bytes(chunk, fc_chunk(2, 3, 2)), "] invalid range[2, 3], max:3\r\n");
         EXPECT_REFUSED(send_bytes(chunk, fc_chunk(-1, 0, 2)), "] invalid range[-1, 0], max:3\r\n");
         EXPECT_REFUSED(send_bytes(chunk, fc_chunk(2, 1, 0)), "] invalid range[2, 1], max:3\r\n");
         EXPECT_REFUSED(send_cut(chunk, fc_chunk(0, 0, 0), 7), "is too short: len 7, need 8!\n");
-        EXPECT_NE(run([&] { send_bytes(chunk, fc_chunk(0, 0, 1)); }).printed.find("[FC dm: " + chunk_fn),
-                  std::string::npos);
+        EXPECT_NE(
+            run([&] { send_bytes(chunk, fc_chunk(0, 0, 1)); }).printed.find("[FC dm: " + chunk_fn),
+            std::string::npos);
     }
 }
 
@@ -387,11 +422,14 @@ TEST_F(BadInput, PreInstalledListShortOrWithANegativeCount)
     list.len = -5;
     list.info[0] = {1, 1, 1, 0};
     const std::vector<uint8_t> bytes = bytes_of(list);
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_PRE_INST_DONE, bytes, 1027), "msg 15 is too short: len 1027, need 1028!\n");
-    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_PRE_INST_DONE, bytes, 4), "msg 15 is too short: len 4, need 1028!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_PRE_INST_DONE, bytes, 1027),
+                   "msg 15 is too short: len 1027, need 1028!\n");
+    EXPECT_REFUSED(send_cut(DP_LIB_MSG_PORT_PRE_INST_DONE, bytes, 4),
+                   "msg 15 is too short: len 4, need 1028!\n");
     // A negative count is an empty list: taken, announced, matching nothing.
     const Outcome o = run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); });
-    EXPECT_NE(o.printed.find("pre inst card num -5 invalid, taken as 0\n"), std::string::npos) << o.printed;
+    EXPECT_NE(o.printed.find("pre inst card num -5 invalid, taken as 0\n"), std::string::npos)
+        << o.printed;
     events_expected_ = 3;
     dmtest::wait_events(3);
     bool pre = true;
@@ -406,7 +444,8 @@ TEST_F(BadInput, PreInstalledListClaimingMoreThanItHolds)
     list.info[DP_LIB_PER_INST_MAX - 1] = {1, 1, 1, 0};
     const int lines_before = dm_host_log_count();
     const Outcome o = run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); });
-    EXPECT_NE(o.printed.find("pre inst card num 100000 invalid, taken as 256\n"), std::string::npos) << o.printed;
+    EXPECT_NE(o.printed.find("pre inst card num 100000 invalid, taken as 256\n"), std::string::npos)
+        << o.printed;
     events_expected_ = 3;
     dmtest::wait_events(3);
     // Cut to the 256 entries present: the last one counts, nothing beyond.
@@ -425,7 +464,8 @@ struct RpcResult {
 RpcResult rpc(int len, int req_len_adjust = 0)
 {
     RpcResult r;
-    r.buf = message(DP_LIB_MSG_PORT_VALID, len, bytes_of(dm_port_valid_t{dm_node_make(1, 1), 3, 1, {}}));
+    r.buf = message(DP_LIB_MSG_PORT_VALID, len,
+                    bytes_of(dm_port_valid_t{dm_node_make(1, 1), 3, 1, {}}));
     r.buf.resize(r.buf.size() + 128, 0);  // room for a reply
     r.ack_len = -99;
     dm_host_send_rpc(r.buf.data(), 16 + std::max(len, 12) + req_len_adjust, &r.ack_len);
@@ -463,33 +503,49 @@ TEST_F(BadInput, ChipIdDataOfEveryMalformedShape)
     EXPECT_REFUSED(dm_host_addr_data(nullptr, 60), "input arguments error, data_len=60\r\n");
     EXPECT_REFUSED(dm_host_addr_data(&ok, -1), "input arguments error, data_len=-1\r\n");
     EXPECT_REFUSED(dm_host_addr_data(&ok, 8), "addr data len error, rcv_len=8 head_len=12\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {ok}, 4), "addr data len error, rcv_len=60 sync_len=64\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_DCM_READY_NOTIFY, 1, {ok}), "addr data type error, type=2 sync_len=60\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {ok}, 4),
+                   "addr data len error, rcv_len=60 sync_len=64\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_DCM_READY_NOTIFY, 1, {ok}),
+                   "addr data type error, type=2 sync_len=60\r\n");
     EXPECT_REFUSED(send_chipids(-1, 1, {ok}), "addr data type error, type=-1 sync_len=60\r\n");
     EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, 65, {ok}), "addr bs data number[65] error\r\n");
     EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, -1, {ok}), "addr bs data number[-1] error\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 2, {ok, ok}), "addr real data number[2] error\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 2, {ok, ok}),
+                   "addr real data number[2] error\r\n");
     EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 0, {}), "addr real data number[0] error\r\n");
     // Records the header counts but the data does not hold.
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, 2, {ok}), "addr data len error, sync_len=60 data_num=2\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, 64, {}), "addr data len error, sync_len=12 data_num=64\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, 2, {ok}),
+                   "addr data len error, sync_len=60 data_num=2\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_BS_SYNC, 64, {}),
+                   "addr data len error, sync_len=12 data_num=64\r\n");
     // Records out of range, each refused whole.
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 64, {60})}), "chipid info eror, gslot=0x000040\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, -1, {60})}), "chipid info eror, gslot=0xffffffff\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 64, {60})}),
+                   "chipid info eror, gslot=0x000040\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, -1, {60})}),
+                   "chipid info eror, gslot=0xffffffff\r\n");
     chipid_slot_t too_many = slot(CHIPID_VALID, 3, {60});
     too_many.id_num = 17;
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {too_many}), "idnum_per_unit=1, id_num=17\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60}, 0)}), "idnum_per_unit=0, id_num=1\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60}, 2)}), "idnum_per_unit=2, id_num=1\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {})}), "idnum_per_unit=1, id_num=0\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {too_many}),
+                   "idnum_per_unit=1, id_num=17\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60}, 0)}),
+                   "idnum_per_unit=0, id_num=1\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60}, 2)}),
+                   "idnum_per_unit=2, id_num=1\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {})}),
+                   "idnum_per_unit=1, id_num=0\r\n");
     // A chip ID beyond the 2048 the allocation table holds refuses its record.
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60, 2048})}), "chipid=2048\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 1, {40, 65535})}), "chipid=65535\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_LIMIT, 1, {40})}), ">>>>gslot status[2] error\r\n");
-    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(-7, 1, {40})}), ">>>>gslot status[-7] error\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 3, {60, 2048})}),
+                   "chipid=2048\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_VALID, 1, {40, 65535})}),
+                   "chipid=65535\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(CHIPID_LIMIT, 1, {40})}),
+                   ">>>>gslot status[2] error\r\n");
+    EXPECT_REFUSED(send_chipids(ADDR_LIB_REAL_SYNC, 1, {slot(-7, 1, {40})}),
+                   ">>>>gslot status[-7] error\r\n");
     // In batch data a bad record is skipped and the others are applied.
     const Outcome o = run([&] {
-        send_chipids(ADDR_LIB_BS_SYNC, 2, {slot(CHIPID_VALID, 70, {60}), slot(CHIPID_VALID, 3, {62})});
+        send_chipids(ADDR_LIB_BS_SYNC, 2,
+                     {slot(CHIPID_VALID, 70, {60}), slot(CHIPID_VALID, 3, {62})});
     });
     EXPECT_FALSE(o.unchanged);
     int node = 0;
@@ -507,12 +563,15 @@ TEST_F(BadInput, DebugOptionsShowsAndBatchFlagsTheLibraryDoesNotKnow)
     }
     EXPECT_TRUE(run([] { dm_host_run_dbg_init(nullptr); }).unchanged);
     // The port-conversion level is still the one set (4): show 12 moves it on to 0.
-    EXPECT_NE(dmtest::capture_stdout([] { dm_host_show(DP_LIB_FC_DBG_LEVEL); }).find("dm_fc_lib_dbg=0\r\n"),
+    EXPECT_NE(dmtest::capture_stdout([] {
+                  dm_host_show(DP_LIB_FC_DBG_LEVEL);
+              }).find("dm_fc_lib_dbg=0\r\n"),
               std::string::npos);
     for (int para : {13, 0, -1, static_cast<int>(DP_LIB_SHOW_PARAM_MAX), INT_MAX}) {
         const Outcome o = run([&] { dm_host_show(para); });
         EXPECT_NE(o.printed.find("recv para: " + std::to_string(para) + "\r\n"), std::string::npos);
-        EXPECT_EQ(o.printed.find('\n'), o.printed.size() - 1) << "only the recv line: " << o.printed;
+        EXPECT_EQ(o.printed.find('\n'), o.printed.size() - 1)
+            << "only the recv line: " << o.printed;
         EXPECT_TRUE(o.unchanged) << para;
     }
     dm_host_batch_steps_clear();

@@ -138,7 +138,9 @@ TEST(Chipid, MalformedDataIsRefusedBeforeAnyChange)
          "addr bs data number[65] error\r\n"},
         {sync_data(1, {rec(4, {50}, 1), rec(6, {51}, 1)}), "addr real data number[2] error\r\n"},
     };
-    for (const auto &[data, message] : cases) {
+    for (const auto &c : cases) {
+        const auto &data = c.first;
+        const std::string message = c.second;
         std::string out = dmtest::capture_stdout(
             [&] { dm_host_addr_data(data.data(), static_cast<int>(data.size())); });
         EXPECT_NE(out.find(message), std::string::npos) << message << " / " << out;

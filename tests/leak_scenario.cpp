@@ -164,7 +164,8 @@ void send_lports(int n)
 
 void send_fc(bool save, int num)
 {
-    send(save ? DP_LIB_MSG_FC_SAVE_CFG_BEGIN : DP_LIB_MSG_FC_START_CFG_BEGIN, static_cast<int32_t>(num));
+    send(save ? DP_LIB_MSG_FC_SAVE_CFG_BEGIN : DP_LIB_MSG_FC_START_CFG_BEGIN,
+         static_cast<int32_t>(num));
     if (num > 0) {
         std::vector<uint8_t> chunk;
         append(chunk, dp_lib_fc_cfg_info_t{0, num - 1});
@@ -224,7 +225,8 @@ void messages()
     for (int dev = 1; dev <= 2; ++dev) {
         for (int lport = 0; lport < 2; ++lport) {
             send(DP_LIB_MSG_PHY_MGMT_IFX,
-                 dp_lib_phy_mgmt_ifx_msg_t{dev, static_cast<IFINDEX>(0x400 + dev * 2 + lport), lport, 0, {}});
+                 dp_lib_phy_mgmt_ifx_msg_t{
+                     dev, static_cast<IFINDEX>(0x400 + dev * 2 + lport), lport, 0, {}});
         }
     }
     send_fc(false, 3);
@@ -238,7 +240,8 @@ void messages()
     send(DP_LIB_MSG_PORT_PRE_INST_DONE, pre);
     send(DP_LIB_MSG_PORT_PRE_INST_DONE, pre);  // taken once
 
-    send_chipids(ADDR_LIB_BS_SYNC, {slot(CHIPID_VALID, 1, 40, 2, 1), slot(CHIPID_VALID, 2, 50, 4, 2)});
+    send_chipids(ADDR_LIB_BS_SYNC,
+                 {slot(CHIPID_VALID, 1, 40, 2, 1), slot(CHIPID_VALID, 2, 50, 4, 2)});
     dm_host_batch(SYNC_BATCH_BEGIN);
     dm_host_batch(SYNC_BATCH_OVER);
     dm_host_set_bs_over(true);

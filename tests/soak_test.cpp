@@ -132,7 +132,10 @@ int port_cport(int k) { return k % 8 + 1; }
 int port_lport(int k, int g) { return k % 16 + 1 + 32 * (g % 2); }
 int port_ifx(int k, int g) { return 0x10000 | (k << 8) | (g & 0xFF); }
 int port_of_ifx(int ifx) { return (ifx & 0xFFFF) >> 8; }
-int port_unit_phyid(int k) { return dm_unit_port_phyid(1, port_slot(k), port_unit(k), port_cport(k)); }
+int port_unit_phyid(int k)
+{
+    return dm_unit_port_phyid(1, port_slot(k), port_unit(k), port_cport(k));
+}
 
 dp_lib_port_t port_record(int k, int g)
 {
@@ -246,7 +249,8 @@ chipid_slot_t slot_record(int gslot, int v)
 void send_slots(int type, const std::vector<chipid_slot_t> &recs)
 {
     std::vector<uint8_t> buf(sizeof(addr_lib_sync_head_t) + recs.size() * sizeof(chipid_slot_t));
-    const addr_lib_sync_head_t head = {static_cast<int32_t>(buf.size()), type, static_cast<int32_t>(recs.size())};
+    const addr_lib_sync_head_t head = {static_cast<int32_t>(buf.size()), type,
+                                       static_cast<int32_t>(recs.size())};
     std::memcpy(buf.data(), &head, sizeof head);
     if (!recs.empty()) {
         std::memcpy(buf.data() + sizeof head, recs.data(), recs.size() * sizeof(chipid_slot_t));
@@ -294,7 +298,8 @@ public:
         default: {  // a changed allocation: one event per ID
             const chipid_slot_t rec = slot_record(g, r);
             send_slots(ADDR_LIB_REAL_SYNC, {rec});
-            const bool changed = stored_.count(g) == 0 || std::memcmp(&stored_[g], &rec, sizeof rec) != 0;
+            const bool changed =
+                stored_.count(g) == 0 || std::memcmp(&stored_[g], &rec, sizeof rec) != 0;
             stored_[g] = rec;
             if (changed) {
                 expect_slot(rec);
@@ -318,8 +323,8 @@ private:
     void expect_slot(const chipid_slot_t &rec)
     {
         for (int i = 0; i < rec.id_num; ++i) {
-            expected_.push_back({rec.id[i], dm_get_phyid_from_gslot(rec.gslot), i / rec.idnum_per_unit,
-                                 DM_TYPE_BOX});
+            expected_.push_back({rec.id[i], dm_get_phyid_from_gslot(rec.gslot),
+                                 i / rec.idnum_per_unit, DM_TYPE_BOX});
         }
     }
 
@@ -332,10 +337,11 @@ private:
 void check_port_copy(const dm_port_t &p, int k, const char *how)
 {
     const int g = p.subslotid;
-    const bool whole = p.devid == 1 && p.slotid == port_slot(k) && p.node == dm_node_make(1, port_slot(k)) &&
-                       p.l_chipid == port_unit(k) && p.chip_portid == port_cport(k) && p.g_chipid == 1000 + g &&
-                       p.portid == port_lport(k, g) && p.phyid == dm_slot_lport_phyid(1, port_slot(k), p.portid) &&
-                       (p.ifx == 0 || port_of_ifx(p.ifx) == k);
+    const bool whole =
+        p.devid == 1 && p.slotid == port_slot(k) && p.node == dm_node_make(1, port_slot(k)) &&
+        p.l_chipid == port_unit(k) && p.chip_portid == port_cport(k) && p.g_chipid == 1000 + g &&
+        p.portid == port_lport(k, g) && p.phyid == dm_slot_lport_phyid(1, port_slot(k), p.portid) &&
+        (p.ifx == 0 || port_of_ifx(p.ifx) == k);
     if (!whole) {
         bad.add(std::string(how) + ": torn or foreign record for port " + std::to_string(k));
     }
@@ -364,7 +370,8 @@ void read_ports(int k, int g)
     int node = 0;
     int lport = 0;
     if (dm_get_node_lport_from_phyid(port_unit_phyid(k), &node, &lport) == 0 &&
-        (node != dm_node_make(1, port_slot(k)) || (lport != port_lport(k, 0) && lport != port_lport(k, 1)))) {
+        (node != dm_node_make(1, port_slot(k)) ||
+         (lport != port_lport(k, 0) && lport != port_lport(k, 1)))) {
         bad.add("node/lport of port " + std::to_string(k));
     }
     int unit = 0;
@@ -394,8 +401,8 @@ void read_cards(int t)
         const int v = c.port_num;
         char name[32];
         std::snprintf(name, sizeof name, "card-%d", v);
-        if (c.card_type != t || c.chip_types[7] != v % kChipTypes || std::strcmp(c.name, name) != 0 ||
-            c.poe_support != v % 2 || c.chip_cport_max[5] != v) {
+        if (c.card_type != t || c.chip_types[7] != v % kChipTypes ||
+            std::strcmp(c.name, name) != 0 || c.poe_support != v % 2 || c.chip_cport_max[5] != v) {
             bad.add("torn card-type record " + std::to_string(t));
         }
     }
@@ -468,12 +475,15 @@ void read_local_ports(int i)
     std::vector<int> modes(DP_LIB_SPLIT_MODE_MAX);
     std::vector<int> nums(DP_LIB_SPLIT_MODE_MAX);
     dm_local_get_child_unit_port_from_lport(i + 1, &unit, children.data(), &num);
-    dm_local_get_child_unit_port_with_all_mode(i + 1, &unit, modes.data(), children.data(), nums.data());
+    dm_local_get_child_unit_port_with_all_mode(i + 1, &unit, modes.data(), children.data(),
+                                               nums.data());
     const int node = dm_node_make(1, 1);
     dm_get_child_unit_port_from_node_lport(node, i + 1, &unit, children.data(), &num);
-    dm_get_child_unit_port_with_all_mode(node, i + 1, &unit, modes.data(), nums.data(), children.data());
+    dm_get_child_unit_port_with_all_mode(node, i + 1, &unit, modes.data(), nums.data(),
+                                         children.data());
     dm_get_child_unit_port_from_node_lport_gms(node, i + 1, &unit, children.data(), &num);
-    dm_get_child_unit_port_with_all_mode_gms(node, i + 1, &unit, modes.data(), nums.data(), children.data());
+    dm_get_child_unit_port_with_all_mode_gms(node, i + 1, &unit, modes.data(), nums.data(),
+                                             children.data());
 }
 
 void read_mgmt(int v)
@@ -482,7 +492,8 @@ void read_mgmt(int v)
         for (int lport = 0; lport < 2; ++lport) {
             int got_dev = 0;
             int got_lport = 0;
-            if (dm_get_devid_lport_from_phy_mgmt_ifx(mgmt_ifx(dev, lport, v), &got_dev, &got_lport) == 0 &&
+            if (dm_get_devid_lport_from_phy_mgmt_ifx(mgmt_ifx(dev, lport, v), &got_dev,
+                                                     &got_lport) == 0 &&
                 (got_dev != dev || got_lport != lport)) {
                 bad.add("management port of ifx");
             }
@@ -524,7 +535,8 @@ void read_chipids()
     }
     for (int i = 0; i < num; ++i) {
         const dm_chipid_alloc_t &a = list[static_cast<size_t>(i)];
-        if (a.node != dm_get_phyid_from_gslot(slot_of_id(a.chipid)) || (i > 0 && a.chipid <= list[i - 1].chipid)) {
+        if (a.node != dm_get_phyid_from_gslot(slot_of_id(a.chipid)) ||
+            (i > 0 && a.chipid <= list[i - 1].chipid)) {
             bad.add("allocation list entry for chip ID " + std::to_string(a.chipid));
         }
     }
@@ -585,8 +597,8 @@ void reader(int id, const std::atomic<bool> &stop, std::atomic<long> &reads)
         read_fc(v % 2 == 0);
         read_chipids();
         // The shows walk every table under its read lock.
-        static const int paras[] = {DP_LIB_DBG_SHOW_ALL_PORT, DP_LIB_DBG_SHOW_MGMT, DP_LIB_DBG_SHOW_FC_START_CFG,
-                                    DP_LIB_DBG_SHOW_FC_SAVE_CFG};
+        static const int paras[] = {DP_LIB_DBG_SHOW_ALL_PORT, DP_LIB_DBG_SHOW_MGMT,
+                                    DP_LIB_DBG_SHOW_FC_START_CFG, DP_LIB_DBG_SHOW_FC_SAVE_CFG};
         dm_host_show(paras[v % 4]);
         reads.fetch_add(1);
     }
@@ -612,7 +624,8 @@ int write_ports(const clock_type::time_point &start)
                 break;
             }
             case 1:
-                dmtest::send(DP_LIB_MSG_PORT_IFX, dp_lib_port_ifx_msg_t{port_record(k, g).phyid, port_ifx(k, g + 1)});
+                dmtest::send(DP_LIB_MSG_PORT_IFX,
+                             dp_lib_port_ifx_msg_t{port_record(k, g).phyid, port_ifx(k, g + 1)});
                 break;
             default:
                 dmtest::send(DP_LIB_MSG_PORT_INFO, port_record(k, g));
@@ -635,7 +648,8 @@ int write_cards(const clock_type::time_point &start)
     for (; time_left(start, r); ++r) {
         dmtest::send(DP_LIB_MSG_CARD_CFG, card_record(1 + r % kCardTypes, r));
         const int chip = r % kChipTypes;
-        dmtest::send(DP_LIB_MSG_CHIP_CFG, dp_lib_chip_info_t{chip, chip + kChipTypes * r, 0, 1 + chip});
+        dmtest::send(DP_LIB_MSG_CHIP_CFG,
+                     dp_lib_chip_info_t{chip, chip + kChipTypes * r, 0, 1 + chip});
     }
     return r;
 }
@@ -741,7 +755,8 @@ TEST(Soak, EveryMessageKindAgainstEveryQueryFamilyWithEventsFlowing)
     dm_host_set_dbg_level(LIB_DBG_END);
     dm_host_set_my_card(dm_node_make(1, 1), dm_get_gslot_from_lslot(1, 1, 0), 1, DM_TYPE_LC);
     for (int slot = 1; slot <= 3; ++slot) {
-        dm_host_set_card(dm_node_make(1, slot), 1 + slot % kCardTypes, 1 + slot % kCardTypes, DM_TYPE_LC);
+        dm_host_set_card(dm_node_make(1, slot), 1 + slot % kCardTypes, 1 + slot % kCardTypes,
+                         DM_TYPE_LC);
     }
     ASSERT_EQ(dm_reg_dev_event_handler_pd(on_event), 0);
     ASSERT_EQ(dm_reg_dev_rpc_handler_pd(on_rpc), 0);
@@ -774,8 +789,9 @@ TEST(Soak, EveryMessageKindAgainstEveryQueryFamilyWithEventsFlowing)
         for (std::thread &t : readers) {
             t.join();
         }
-        rounds = {{"ports", r_ports}, {"cards", r_cards}, {"local", r_local}, {"fc_start", r_start},
-                  {"fc_save", r_save}, {"rpc", r_rpc}, {"chipids", r_chip}};
+        rounds = {{"ports", r_ports},    {"cards", r_cards},  {"local", r_local},
+                  {"fc_start", r_start}, {"fc_save", r_save}, {"rpc", r_rpc},
+                  {"chipids", r_chip}};
     }
     EXPECT_EQ(bad.count(), 0u) << bad.report();
     EXPECT_GT(reads.load(), 0);
@@ -788,7 +804,8 @@ TEST(Soak, EveryMessageKindAgainstEveryQueryFamilyWithEventsFlowing)
     // the order the one chip-ID thread caused them, one event per committed
     // port-conversion list, and the pre-installed event once.
     const std::vector<dm_chipid_alloc_t> &want_alloc = chipids.expected();
-    const size_t want_total = want_alloc.size() + static_cast<size_t>(rounds["fc_start"] + rounds["fc_save"]) + 1;
+    const size_t want_total =
+        want_alloc.size() + static_cast<size_t>(rounds["fc_start"] + rounds["fc_save"]) + 1;
     const std::vector<delivered_event> got = wait_for_events(want_total);
     ASSERT_EQ(got.size(), want_total);
     std::vector<dm_chipid_alloc_t> got_alloc;
@@ -812,8 +829,9 @@ TEST(Soak, EveryMessageKindAgainstEveryQueryFamilyWithEventsFlowing)
     ASSERT_EQ(got_alloc.size(), want_alloc.size());
     for (size_t i = 0; i < want_alloc.size(); ++i) {
         EXPECT_EQ(std::memcmp(&got_alloc[i], &want_alloc[i], sizeof got_alloc[i]), 0)
-            << "allocation event " << i << ": chip ID " << got_alloc[i].chipid << " unit " << got_alloc[i].unit
-            << ", expected chip ID " << want_alloc[i].chipid << " unit " << want_alloc[i].unit;
+            << "allocation event " << i << ": chip ID " << got_alloc[i].chipid << " unit "
+            << got_alloc[i].unit << ", expected chip ID " << want_alloc[i].chipid << " unit "
+            << want_alloc[i].unit;
     }
     EXPECT_EQ(dm_host_events_delivered(), want_total);
 }

@@ -132,8 +132,8 @@ int main()
               ifindex == 0x2005,
           "interface index by unit_port_phyid");
 
-    send_fc_startup_list({{dm_slot_lport_phyid(2, 6, 9), PORT_FC},
-                          {dm_slot_lport_phyid(2, 6, 10), PORT_FC}});
+    send_fc_startup_list(
+        {{dm_slot_lport_phyid(2, 6, 9), PORT_FC}, {dm_slot_lport_phyid(2, 6, 10), PORT_FC}});
     check(wait_event(DEV_MSG_FC_START_CFG_OVER), "startup list announced");
     dm_convert_cfg_t *raw = nullptr;
     int num = 0;

@@ -214,7 +214,8 @@ bool addr_lib_records_present(const addr_lib_sync_head_t &head)
 chipid_slot_t addr_lib_record_at(const void *data_buf, int i)
 {
     chipid_slot_t rec;
-    std::memcpy(&rec, static_cast<const char *>(data_buf) + kSyncHeadLen + i * kSlotRecLen,
+    std::memcpy(&rec, static_cast<const char *>(data_buf) + kSyncHeadLen +
+                                static_cast<size_t>(i) * kSlotRecLen,
                 sizeof rec);
     return rec;
 }
@@ -386,7 +387,7 @@ int dm_get_first_chipid_from_unit_node(int unit, int node, int *chipid)
         DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
         return -2;
     }
-    *chipid = slot.id[slot.idnum_per_unit * unit];
+    *chipid = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(unit)];
     DM_VERBOSE("unit=%d node=%#08x first chipid=%d\r\n", unit, node, *chipid);
     return 0;
 }
@@ -413,7 +414,7 @@ int dm_get_chipid_range_by_node(int node, int *chipid, int *chipid_num)
         return -4;
     }
     for (int u = 0; u < unit_num; ++u) {
-        chipid[u] = slot.id[slot.idnum_per_unit * u];
+        chipid[u] = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(u)];
     }
     *chipid_num = unit_num;
     DM_VERBOSE("node=%#08x unit_num=%d\r\n", node, unit_num);

@@ -43,23 +43,42 @@ void dm_port_index_remove(dm_index &index, int key) DM_REQUIRES(dm_port_rwlock)
     index.remove(key);
 }
 
-// Frees `key` for a port being re-sent: whichever record holds it loses the
+// Frees `key` for a port being re-sent: another record holding it loses the
 // entry. The port's own previous key goes too, but only while it still leads
 // to the port (another record indexed under it keeps its entry).
-void dm_port_index_take_over(dm_index &index, int key, int old_key, const dp_lib_port_t *old)
+//
+// An entry under `key` that already leads to the port is kept rather than
+// deleted here and inserted again by the add: the index ends the same either
+// way, and a re-send with unchanged keys (the bulk of a start-up refresh)
+// then frees and allocates no index node. True when the entry was kept.
+bool dm_port_index_take_over(dm_index &index, int key, int old_key, const dp_lib_port_t *old)
     DM_REQUIRES(dm_port_rwlock)
 {
     dm_write_guard guard(index);
-    index.remove(key);
-    if (old_key != key && index.find(old_key) == old) {
+    const dp_lib_port_t *holder = dm_port_find(index, key);
+    const bool kept = holder == old;
+    if (holder != nullptr && !kept) {
+        index.remove(key);
+    }
+    if (old_key != key && dm_port_find(index, old_key) == old) {
         index.remove(old_key);
     }
+    return kept;
 }
+
+// The secondary entries a taken-over record keeps: the add inserts only the
+// others.
+struct dm_port_kept {
+    bool ss_phyid = false;
+    bool lsm_key = false;
+    bool ifx = false;
+};
 
 // Takes over the record of a port that is already known: its stale keys
 // leave the three secondary indexes and the new contents are copied over it
 // in place (its dm_phyid entry stays). Null when the port is new.
-dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in) DM_REQUIRES(dm_port_rwlock)
+dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in, dm_port_kept *kept)
+    DM_REQUIRES(dm_port_rwlock)
 {
     dp_lib_port_t *old;
     {
@@ -69,9 +88,9 @@ dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in) DM_REQUIR
     if (old == nullptr) {
         return nullptr;
     }
-    dm_port_index_take_over(dm_ifx_root, in.ifx, old->ifx, old);
-    dm_port_index_take_over(dm_port_ss_phyid_root, in.ss_phyid, old->ss_phyid, old);
-    dm_port_index_take_over(dm_port_lsm_key_root, in.lsm_key, old->lsm_key, old);
+    kept->ifx = dm_port_index_take_over(dm_ifx_root, in.ifx, old->ifx, old);
+    kept->ss_phyid = dm_port_index_take_over(dm_port_ss_phyid_root, in.ss_phyid, old->ss_phyid, old);
+    kept->lsm_key = dm_port_index_take_over(dm_port_lsm_key_root, in.lsm_key, old->lsm_key, old);
     std::memcpy(old, &in, kPortLen);
     return old;
 }
@@ -90,7 +109,8 @@ enum class dm_add_result {
 // indexes already filled: the next add of the same port retries the rest.
 dm_add_result dm_add_port_in_port_lock(const dp_lib_port_t &in) DM_REQUIRES(dm_port_rwlock)
 {
-    dp_lib_port_t *rec = dm_rmv_inval_port_in_port_lock(in);
+    dm_port_kept kept;
+    dp_lib_port_t *rec = dm_rmv_inval_port_in_port_lock(in, &kept);
     if (rec == nullptr) {
         rec = static_cast<dp_lib_port_t *>(std::malloc(kPortLen));
         if (rec == nullptr) {
@@ -102,13 +122,13 @@ dm_add_result dm_add_port_in_port_lock(const dp_lib_port_t &in) DM_REQUIRES(dm_p
             return dm_add_result::phyid_index;
         }
     }
-    if (dm_port_index_insert(dm_port_ss_phyid_root, in.ss_phyid, rec) != 0) {
+    if (!kept.ss_phyid && dm_port_index_insert(dm_port_ss_phyid_root, in.ss_phyid, rec) != 0) {
         return dm_add_result::ss_phyid_index;
     }
-    if (dm_port_index_insert(dm_port_lsm_key_root, in.lsm_key, rec) != 0) {
+    if (!kept.lsm_key && dm_port_index_insert(dm_port_lsm_key_root, in.lsm_key, rec) != 0) {
         return dm_add_result::lsm_key_index;
     }
-    if (in.ifx != 0 && dm_port_index_insert(dm_ifx_root, in.ifx, rec) != 0) {
+    if (in.ifx != 0 && !kept.ifx && dm_port_index_insert(dm_ifx_root, in.ifx, rec) != 0) {
         return dm_add_result::ifx_index;
     }
     return dm_add_result::ok;

@@ -1,0 +1,446 @@
+// Port lookups that the tables can answer allocate nothing and make no system
+// call, and a re-sent port allocates only the index entries its new keys need.
+//
+// Allocations are counted by the program's own allocator entry points (or,
+// under a sanitizer that owns the allocator, by its allocation hook). System
+// calls are ruled out by running the lookups in a child process whose
+// seccomp filter lets it make no system call but exit: any other kills it.
+// The program keeps the handler set the library registers, as a host does,
+// so that messages reach the data handler without the stand-in's own copy.
+#include <dlfcn.h>
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "dm_test_env.h"
+#include <dm_lib_pd/dm_ids.h>
+#include <dm_lib_pd/dm_port_lookup.h>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define DM_SANITIZER_ALLOCATOR 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define DM_SANITIZER_ALLOCATOR 1
+#endif
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define DM_THREAD_SANITIZER 1
+#endif
+#endif
+#if defined(__SANITIZE_THREAD__)
+#define DM_THREAD_SANITIZER 1
+#endif
+
+// ---- counting allocations ---------------------------------------------------------
+
+namespace {
+
+std::atomic<bool> counting{false};
+std::atomic<unsigned long> counted{0};
+
+void note_allocation()
+{
+    if (counting.load(std::memory_order_relaxed)) {
+        counted.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+// Allocations made while fn runs (only this thread runs meanwhile).
+template <class Fn>
+unsigned long allocations_in(Fn fn)
+{
+    counted = 0;
+    counting = true;
+    fn();
+    counting = false;
+    return counted.load();
+}
+
+}  // namespace
+
+#ifdef DM_SANITIZER_ALLOCATOR
+// The sanitizer runtimes' allocation hook (declared here: not every compiler
+// ships the runtime's interface headers).
+extern "C" int __sanitizer_install_malloc_and_free_hooks(
+    void (*malloc_hook)(const volatile void *, size_t), void (*free_hook)(const volatile void *));
+
+namespace {
+void on_malloc(const volatile void *, size_t) { note_allocation(); }
+void on_free(const volatile void *) {}
+// The runtime installs a pair only when both hooks are given.
+const int hooks_installed = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
+}  // namespace
+#else
+extern "C" {
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t n, size_t size);
+void *__libc_realloc(void *p, size_t size);
+void *__libc_memalign(size_t align, size_t size);
+void __libc_free(void *p);
+
+void *malloc(size_t size)
+{
+    note_allocation();
+    return __libc_malloc(size);
+}
+void *calloc(size_t n, size_t size)
+{
+    note_allocation();
+    return __libc_calloc(n, size);
+}
+void *realloc(void *p, size_t size)
+{
+    note_allocation();
+    return __libc_realloc(p, size);
+}
+void *memalign(size_t align, size_t size)
+{
+    note_allocation();
+    return __libc_memalign(align, size);
+}
+void *aligned_alloc(size_t align, size_t size)
+{
+    note_allocation();
+    return __libc_memalign(align, size);
+}
+int posix_memalign(void **out, size_t align, size_t size)
+{
+    note_allocation();
+    void *p = __libc_memalign(align, size);
+    if (p == nullptr) {
+        return ENOMEM;
+    }
+    *out = p;
+    return 0;
+}
+void free(void *p) { __libc_free(p); }
+}  // extern "C"
+#endif
+
+// ---- the host's hold on the data handler -------------------------------------------
+
+namespace {
+lib_modu_handle_t pd_handlers;
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int dm_dp_lib_reg_dispatch_msg_handler(
+    int module, lib_modu_handle_t *handles)
+{
+    using reg_fn = int (*)(int, lib_modu_handle_t *);
+    static const auto next =
+        reinterpret_cast<reg_fn>(dlsym(RTLD_NEXT, "dm_dp_lib_reg_dispatch_msg_handler"));
+    if (module == DP_LIB_MOD_PD && handles != nullptr) {
+        pd_handlers = *handles;
+    }
+    return next != nullptr ? next(module, handles) : -1;
+}
+
+namespace {
+
+// Hands a port record (data message 0) to the data handler from the stack.
+void send_port(const dp_lib_port_t &p)
+{
+    unsigned char msg[sizeof(dp_lib_msg_h_t) + sizeof p];
+    const dp_lib_msg_h_t head = {0, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, static_cast<int>(sizeof p)};
+    std::memcpy(msg, &head, sizeof head);
+    std::memcpy(msg + sizeof head, &p, sizeof p);
+    pd_handlers.data_f(msg, static_cast<int>(sizeof msg));
+}
+
+// ---- the chassis ----------------------------------------------------------------------
+
+constexpr int kChip0 = 43;  // chip IDs of units 0 and 1 of this card, slot 3
+constexpr int kChip1 = 44;
+constexpr int kTgeLlcb = 8; // link-layer type of PORT_TGIGABIT_ETHERNET
+
+dp_lib_port_t port(int unit, int cport, int lport, int ifx, int lsm_key)
+{
+    dp_lib_port_t p = {};
+    p.ifx = ifx;
+    p.phyid = dm_phyid_make(1, 3, unit, cport);
+    p.ss_phyid = dm_slot_lport_phyid(1, 3, lport);
+    p.node = dm_node_make(1, 3);
+    p.devid = 1;
+    p.slotid = 3;
+    p.portid = lport;
+    p.l_chipid = unit;
+    p.chip_portid = cport;
+    p.type = PORT_TGIGABIT_ETHERNET;
+    p.lsm_key = lsm_key;
+    return p;
+}
+
+void alloc_chipids()
+{
+    struct {
+        addr_lib_sync_head_t head;
+        chipid_slot_t slot;
+    } m = {};
+    m.head = {static_cast<int32_t>(sizeof m), ADDR_LIB_BS_SYNC, 1};
+    m.slot.status = CHIPID_VALID;
+    m.slot.gslot = 3;
+    m.slot.idnum_per_unit = 1;
+    m.slot.id_num = 2;
+    m.slot.id[0] = kChip0;
+    m.slot.id[1] = kChip1;
+    dm_host_addr_data(&m, static_cast<int>(sizeof m));
+}
+
+// One call of a getter as an application makes it; true when it answered.
+struct Lookup {
+    std::string what;
+    std::function<bool()> call;
+};
+
+// Every port getter, by interface index and by phyids of forms 6, 7 and 8,
+// on a port the table knows in full (interface index and chip ID).
+std::vector<Lookup> every_lookup(const dp_lib_port_t &p)
+{
+    const int forms[] = {p.ss_phyid, dm_mod_port_phyid(kChip1, p.chip_portid),
+                         dm_unit_port_phyid(1, 3, p.l_chipid, p.chip_portid)};
+    std::vector<Lookup> all;
+    all.push_back({"pinfo_by_ifx", [=] {
+                       dm_port_t out;
+                       return dm_get_pinfo_by_ifx(p.ifx, &out) == 0;
+                   }});
+    all.push_back({"is_on_local_switch",
+                   [=] { return dm_port_is_on_local_switch(static_cast<unsigned>(p.ifx)); }});
+    all.push_back({"phyid_from_ifx", [=] {
+                       int out;
+                       return dm_get_phyid_from_ifx(p.ifx, &out) == 0;
+                   }});
+    all.push_back({"phyid_by_slot_unit_port", [=] {
+                       int out;
+                       return dm_get_phyid_by_slot_unit_port(1, 3, p.l_chipid, p.chip_portid,
+                                                             &out) == 0;
+                   }});
+    all.push_back({"phyid_by_slot_lport", [=] {
+                       int out;
+                       return dm_get_phyid_by_slot_lport(1, 3, p.portid, &out) == 0;
+                   }});
+    for (const int id : forms) {
+        const std::string f = " form " + std::to_string(dm_phyid_form(id));
+        all.push_back({"chipid_port" + f, [=] {
+                           int a, b;
+                           return dm_get_chipid_port_from_phyid(id, &a, &b) == 0;
+                       }});
+        all.push_back({"pinfo_by_phyid" + f, [=] {
+                           dm_port_t out;
+                           return dm_get_pinfo_by_phyid(id, &out) == 0;
+                       }});
+        all.push_back({"subcard_node" + f, [=] {
+                           int out;
+                           return dm_get_subcard_node_by_phyid(id, &out) == 0;
+                       }});
+        all.push_back({"ifindex" + f, [=] {
+                           int out;
+                           return dm_get_ifindex_from_phyid(id, &out) == 0;
+                       }});
+        all.push_back({"unit_port" + f, [=] {
+                           int a, b;
+                           return dm_get_unit_port_from_phyid(id, &a, &b) == 0;
+                       }});
+        all.push_back({"node_lport" + f, [=] {
+                           int a, b;
+                           return dm_get_node_lport_from_phyid(id, &a, &b) == 0;
+                       }});
+        all.push_back({"sub_node" + f, [=] {
+                           int out;
+                           return dm_get_sub_node_from_port_phyid(id, &out) == 0;
+                       }});
+        all.push_back({"medium_switch" + f, [=] {
+                           bool out;
+                           return dm_get_port_medium_switch(id, &out) == 0;
+                       }});
+        all.push_back({"medium_type" + f, [=] {
+                           int out;
+                           return dm_get_port_medium_type(id, &out) == 0;
+                       }});
+        all.push_back({"port_type" + f, [=] {
+                           int out;
+                           return dm_get_port_type(id, &out) == 0;
+                       }});
+        all.push_back({"is_on_local_device" + f, [=] { return dm_port_is_on_local_device(id); }});
+    }
+    return all;
+}
+
+// Runs fn in a child process that may make no system call but exit: the
+// child's exit status when it got that far, or the signal that killed it
+// (as 1000 + signal number).
+int run_without_system_calls(const std::function<int()> &fn)
+{
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        struct sock_filter filter[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, arch)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AUDIT_ARCH_X86_64, 1, 0),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_exit_group, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+        };
+        struct sock_fprog prog = {static_cast<unsigned short>(sizeof filter / sizeof filter[0]),
+                                  filter};
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &prog) != 0) {
+            _exit(100);
+        }
+        const int status = fn();
+        syscall(__NR_exit_group, status);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (WIFSIGNALED(status)) {
+        return 1000 + WTERMSIG(status);
+    }
+    return WEXITSTATUS(status);
+}
+
+// This card is device 1, slot 3, chips 43 and 44. P is known in full; Q has
+// no interface index, so its record cannot answer for one and the kernel is
+// asked (the driver knows it as 0x777).
+class AllocFreeLookup : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_NE(pd_handlers.data_f, nullptr);
+        dm_host_set_dbg_level(LIB_DBG_END);  // a printed message is a system call
+        dm_host_set_my_card(dm_node_make(1, 3), 3, 10, DM_TYPE_LC);
+        alloc_chipids();
+        dir_.make_dev_file();
+        dm_host_kdev_attach(true);
+        dm_host_kdev_set_ifx(q_.lsm_key, kTgeLlcb, 0x777);
+        p_.g_chipid = kChip1;
+        send_port(p_);
+        send_port(q_);
+        send_port(r_);
+    }
+    void TearDown() override { dm_host_kdev_attach(false); }
+
+    dmtest::ScratchDir dir_;
+    dp_lib_port_t p_ = port(1, 10, 5, 0x500, 77);
+    dp_lib_port_t q_ = port(0, 2, 6, 0, 78);
+    dp_lib_port_t r_ = port(0, 3, 7, 0x600, 79);
+};
+
+TEST_F(AllocFreeLookup, LookupsTheTablesAnswerAllocateNothingAndLeaveTheKernelAlone)
+{
+    const std::vector<Lookup> lookups = every_lookup(p_);
+    for (const Lookup &l : lookups) {
+        SCOPED_TRACE(l.what);
+        bool answered = false;
+        const unsigned long kernel = dm_host_kdev_requests();
+        EXPECT_EQ(allocations_in([&] { answered = l.call(); }), 0u);
+        EXPECT_TRUE(answered);
+        EXPECT_EQ(dm_host_kdev_requests(), kernel);
+    }
+    // Misses cost nothing either, whatever the form.
+    for (const int id : {dm_slot_lport_phyid(1, 9, 9), dm_unit_port_phyid(1, 9, 0, 1),
+                         dm_mod_port_phyid(99, 1), 0x09000000}) {
+        dm_port_t out;
+        EXPECT_EQ(allocations_in([&] { EXPECT_EQ(dm_get_pinfo_by_phyid(id, &out), -1); }), 0u);
+    }
+
+    // The counters see what they should: a port without an interface index
+    // sends its getter to the kernel, and a new port allocates its record
+    // and two blocks (entry and tree node) in each of its four indexes.
+    int ifx = 0;
+    const unsigned long kernel = dm_host_kdev_requests();
+    ASSERT_EQ(dm_get_ifindex_from_phyid(q_.ss_phyid, &ifx), 0);
+    EXPECT_EQ(ifx, 0x777);
+    EXPECT_EQ(dm_host_kdev_requests(), kernel + 1);
+    EXPECT_EQ(allocations_in([&] { send_port(port(1, 11, 8, 0x800, 80)); }), 9u);
+}
+
+TEST_F(AllocFreeLookup, LookupsTheTablesAnswerMakeNoSystemCall)
+{
+#ifdef DM_THREAD_SANITIZER
+    GTEST_SKIP() << "the thread checker's runtime makes system calls of its own";
+#endif
+    const std::vector<Lookup> lookups = every_lookup(p_);
+    // Exit status: how many lookups failed.
+    const int status = run_without_system_calls([&] {
+        int failed = 0;
+        for (const Lookup &l : lookups) {
+            failed += l.call() ? 0 : 1;
+        }
+        return failed;
+    });
+    EXPECT_EQ(status, 0) << "1000 + n: killed by signal n (a system call was made)";
+
+    // The filter does catch one: asking for Q's interface index opens the
+    // device file, and the child dies of it.
+    const int kernel = run_without_system_calls([&] {
+        int ifx = 0;
+        return dm_get_ifindex_from_phyid(q_.ss_phyid, &ifx) == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(kernel, 1000 + SIGSYS);
+}
+
+TEST_F(AllocFreeLookup, ARefreshAllocatesOnlyTheIndexEntriesItsNewKeysNeed)
+{
+    auto found = [](const dp_lib_port_t &want) {
+        dm_port_t by_ifx = {}, by_ss = {}, by_unit = {};
+        const int unit_port = dm_unit_port_phyid(1, 3, want.l_chipid, want.chip_portid);
+        return dm_get_pinfo_by_ifx(want.ifx, &by_ifx) == 0 && by_ifx.phyid == want.ss_phyid &&
+               dm_get_pinfo_by_phyid(want.ss_phyid, &by_ss) == 0 && by_ss.ifx == want.ifx &&
+               dm_get_pinfo_by_phyid(unit_port, &by_unit) == 0 && by_unit.portid == want.portid;
+    };
+
+    // The same record again: every entry already leads to it.
+    EXPECT_EQ(allocations_in([&] { send_port(p_); }), 0u);
+    EXPECT_TRUE(found(p_));
+
+    // A new interface index: one entry (two blocks); the old index is gone.
+    dp_lib_port_t moved = p_;
+    moved.ifx = 0x501;
+    EXPECT_EQ(allocations_in([&] { send_port(moved); }), 2u);
+    EXPECT_TRUE(found(moved));
+    dm_port_t out;
+    EXPECT_EQ(dm_get_pinfo_by_ifx(0x500, &out), -1);
+
+    // New slot/local-port phyid and interface-manager key: two entries.
+    dp_lib_port_t rekeyed = moved;
+    rekeyed.ss_phyid = dm_slot_lport_phyid(1, 3, 15);
+    rekeyed.portid = 15;
+    rekeyed.lsm_key = 177;
+    EXPECT_EQ(allocations_in([&] { send_port(rekeyed); }), 4u);
+    EXPECT_TRUE(found(rekeyed));
+    EXPECT_EQ(dm_get_pinfo_by_phyid(p_.ss_phyid, &out), -1);
+
+    // Taking R's interface index over: R loses the entry, the port gets one.
+    dp_lib_port_t takes = rekeyed;
+    takes.ifx = r_.ifx;
+    EXPECT_EQ(allocations_in([&] { send_port(takes); }), 2u);
+    EXPECT_TRUE(found(takes));
+
+    // A port left half indexed (its key was held when it was new) is
+    // completed by its next re-send, which takes the key over.
+    dp_lib_port_t late = port(1, 20, 20, 0x900, r_.lsm_key);
+    send_port(late);
+    EXPECT_EQ(dm_get_pinfo_by_ifx(0x900, &out), -1);  // stopped at the held key
+    EXPECT_EQ(allocations_in([&] { send_port(late); }), 4u);
+    EXPECT_TRUE(found(late));
+}
+
+}  // namespace
