@@ -94,8 +94,8 @@ size_t record_size(PKind k)
 
 bool is_input(PKind k) { return k == PKind::In || k == PKind::EventFn || k == PKind::RpcFn; }
 
-// One parameter spec of the table, taken apart.
-struct Spec {
+// One parameter decl of the table, taken apart.
+struct ParamDecl {
     std::string name;
     bool has_default = false;  // "name=N"
     int def = 0;
@@ -104,9 +104,9 @@ struct Spec {
     std::string cnt;
 };
 
-Spec parse_spec(const char *text)
+ParamDecl parse_param_decl(const char *text)
 {
-    Spec s;
+    ParamDecl s;
     std::string t = text;
     size_t eq = t.find('=');
     size_t br = t.find('[');
@@ -134,7 +134,7 @@ Spec parse_spec(const char *text)
 // Storage of one parameter for one call.
 struct Slot {
     PKind kind = PKind::In;
-    Spec spec;
+    ParamDecl decl;
     long long in = 0;    // input value; 1 selects the application's handler
     bool given = false;  // an input or count was given by the caller
     bool null = false;   // pass a null pointer
@@ -177,7 +177,7 @@ size_t capacity(const Slot &s)
 int slot_index(const std::vector<Slot> &slots, const std::string &name)
 {
     for (size_t i = 0; i < slots.size(); ++i) {
-        if (slots[i].spec.name == name) {
+        if (slots[i].decl.name == name) {
             return static_cast<int>(i);
         }
     }
@@ -192,7 +192,7 @@ bool read_inputs(const CallEntry &e, const Args &args, std::vector<Slot> &slots,
     for (const Slot &s : slots) {
         if (is_input(s.kind)) {
             ++inputs;
-            required += s.spec.has_default ? 0 : 1;
+            required += s.decl.has_default ? 0 : 1;
         }
     }
     if (args.pos.size() < required || args.pos.size() > inputs) {
@@ -208,7 +208,7 @@ bool read_inputs(const CallEntry &e, const Args &args, std::vector<Slot> &slots,
         s.given = true;
         if (s.kind != PKind::In) {
             if (w != "app" && w != "null") {
-                *err = s.spec.name + " is a handler: app or null";
+                *err = s.decl.name + " is a handler: app or null";
                 return false;
             }
             s.in = w == "app" ? 1 : 0;
@@ -238,7 +238,7 @@ bool read_options(const CallEntry &e, const Args &args, std::vector<Slot> &slots
             s.null = true;
             continue;
         }
-        if (s.kind != PKind::In && !(s.kind == PKind::IntOut && s.spec.has_default)) {
+        if (s.kind != PKind::In && !(s.kind == PKind::IntOut && s.decl.has_default)) {
             *err = o.first + "= takes only null";
             return false;
         }
@@ -252,14 +252,14 @@ bool read_options(const CallEntry &e, const Args &args, std::vector<Slot> &slots
     return true;
 }
 
-// Entries of a caller array: its spec's size, or more when the count it is
+// Entries of a caller array: its decl's size, or more when the count it is
 // tied to announces a larger capacity.
 bool array_entries(const std::vector<Slot> &slots, const Slot &s, long long *entries,
                    std::string *err)
 {
-    *entries = s.spec.size;
-    int tie = slot_index(slots, s.spec.cnt);
-    if (tie >= 0 && slots[static_cast<size_t>(tie)].spec.has_default &&
+    *entries = s.decl.size;
+    int tie = slot_index(slots, s.decl.cnt);
+    if (tie >= 0 && slots[static_cast<size_t>(tie)].decl.has_default &&
         slots[static_cast<size_t>(tie)].in > *entries) {
         *entries = slots[static_cast<size_t>(tie)].in;
     }
@@ -275,14 +275,14 @@ bool size_outputs(std::vector<Slot> &slots, std::string *err)
 {
     for (Slot &s : slots) {
         long long entries = 1;
-        if (s.spec.bracket && (s.kind == PKind::IntOut || s.kind == PKind::AllocArr) &&
+        if (s.decl.bracket && (s.kind == PKind::IntOut || s.kind == PKind::AllocArr) &&
             !array_entries(slots, s, &entries, err)) {
             return false;
         }
         switch (s.kind) {
         case PKind::IntOut:
             s.ints.assign(static_cast<size_t>(entries), kUnsetInt);
-            if (s.spec.has_default) {
+            if (s.decl.has_default) {
                 s.ints[0] = static_cast<int>(s.in);
             }
             break;
@@ -294,7 +294,7 @@ bool size_outputs(std::vector<Slot> &slots, std::string *err)
             s.bytes.assign(record_size(s.kind) * static_cast<size_t>(entries), kUnsetByte);
             break;
         case PKind::CharBuf: {
-            int len_at = slot_index(slots, s.spec.cnt);
+            int len_at = slot_index(slots, s.decl.cnt);
             long long len = len_at >= 0 ? slots[static_cast<size_t>(len_at)].in : 0;
             if (len > kMaxEntries) {
                 *err = "buffers are limited to " + std::to_string(kMaxEntries) + " bytes here";
@@ -322,8 +322,8 @@ bool prepare(const CallEntry &e, const PKind *kinds, size_t n, const Args &args,
     }
     for (size_t i = 0; i < n; ++i) {
         slots[i].kind = kinds[i];
-        slots[i].spec = parse_spec(e.params[i]);
-        slots[i].in = slots[i].spec.def;
+        slots[i].decl = parse_param_decl(e.params[i]);
+        slots[i].in = slots[i].decl.def;
     }
     return read_inputs(e, args, slots, err) && read_options(e, args, slots, err) &&
            size_outputs(slots, err);
@@ -336,16 +336,16 @@ std::string title_of(const CallEntry &e, const std::vector<Slot> &slots)
     for (const Slot &s : slots) {
         std::string part;
         if (s.kind == PKind::In) {
-            if (s.spec.has_default && !s.given) {
+            if (s.decl.has_default && !s.given) {
                 continue;  // a default the caller did not change
             }
-            part = format_int(static_cast<int>(s.in), fmt_for_name(s.spec.name));
+            part = format_int(static_cast<int>(s.in), fmt_for_name(s.decl.name));
         } else if (s.kind == PKind::EventFn || s.kind == PKind::RpcFn) {
             part = s.in != 0 ? "app" : "null";
         } else if (s.null) {
-            part = s.spec.name + "=null";
-        } else if (s.kind == PKind::IntOut && s.spec.has_default && s.given) {
-            part = s.spec.name + "=" + std::to_string(s.in);
+            part = s.decl.name + "=null";
+        } else if (s.kind == PKind::IntOut && s.decl.has_default && s.given) {
+            part = s.decl.name + "=" + std::to_string(s.in);
         } else {
             continue;
         }
@@ -361,7 +361,7 @@ std::string describe(const CallEntry &e, const PKind *kinds, size_t n, bool has_
     std::string ins;
     std::string outs = has_ret ? " ret" : "";
     for (size_t i = 0; i < n; ++i) {
-        Spec s = parse_spec(e.params[i]);
+        ParamDecl s = parse_param_decl(e.params[i]);
         if (is_input(kinds[i])) {
             std::string what = kinds[i] == PKind::In ? s.name : s.name + "(app|null)";
             ins += s.has_default ? " [" + what + "=" + std::to_string(s.def) + "]" : " " + what;
@@ -376,12 +376,12 @@ std::string describe(const CallEntry &e, const PKind *kinds, size_t n, bool has_
     return std::string(e.name) + ins + (outs.empty() ? "" : " ->" + outs);
 }
 
-// How many entries of an array to print, from its spec's count.
+// How many entries of an array to print, from its decl's count.
 long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret,
                         int depth = 0)
 {
     const Slot &s = slots[i];
-    const std::string &cnt = s.spec.cnt;
+    const std::string &cnt = s.decl.cnt;
     long long c = 0;
     if (cnt == "ret") {
         c = has_ret ? ret : 0;
@@ -410,9 +410,9 @@ long long printed_count(const std::vector<Slot> &slots, size_t i, bool has_ret, 
     if (c < 0) {
         c = 0;
     }
-    if (s.spec.size > 0 && c > s.spec.size &&
+    if (s.decl.size > 0 && c > s.decl.size &&
         (s.kind == PKind::LibInts || s.kind == PKind::LibCfgs)) {
-        c = s.spec.size;
+        c = s.decl.size;
     }
     if ((s.kind == PKind::IntOut || s.kind == PKind::AllocArr) &&
         c > static_cast<long long>(capacity(s))) {
@@ -531,8 +531,8 @@ void add_card_rec(Result *out, const std::string &g, const dp_lib_card_type_info
 void collect_int(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret, Result *out)
 {
     const Slot &s = slots[i];
-    const std::string &name = s.spec.name;
-    if (s.spec.bracket) {
+    const std::string &name = s.decl.name;
+    if (s.decl.bracket) {
         long long c = printed_count(slots, i, has_ret, ret);
         out->add_list(name, std::vector<int>(s.ints.begin(), s.ints.begin() + c),
                       fmt_for_name(name));
@@ -545,7 +545,7 @@ void collect_int(const std::vector<Slot> &slots, size_t i, bool has_ret, int ret
 
 void collect_record(const Slot &s, Result *out)
 {
-    const std::string &name = s.spec.name;
+    const std::string &name = s.decl.name;
     if (all_unset(s.bytes)) {
         out->add_unset(name);
     } else if (s.kind == PKind::PortRec) {
@@ -576,14 +576,14 @@ void collect_allocs(const Slot &s, long long count, Result *out)
         nodes.push_back(a.node);
         units.push_back(a.unit);
     }
-    out->add_list(s.spec.name + ".chipid", ids, Fmt::Dec);
-    out->add_list(s.spec.name + ".node", nodes, Fmt::Hex);
-    out->add_list(s.spec.name + ".unit", units, Fmt::Dec);
+    out->add_list(s.decl.name + ".chipid", ids, Fmt::Dec);
+    out->add_list(s.decl.name + ".node", nodes, Fmt::Hex);
+    out->add_list(s.decl.name + ".unit", units, Fmt::Dec);
 }
 
 void collect_lib_array(const Slot &s, long long count, Result *out)
 {
-    const std::string &name = s.spec.name;
+    const std::string &name = s.decl.name;
     if (s.lib_ints == nullptr && s.lib_cfgs == nullptr) {
         out->add_null(name);
     } else if (s.lib_ints != nullptr) {
@@ -605,11 +605,11 @@ void collect_string(const Slot &s, Result *out)
     const char *b = reinterpret_cast<const char *>(s.bytes.data());
     size_t len = strnlen(b, s.bytes.size());
     if (all_unset(s.bytes)) {
-        out->add_unset(s.spec.name);
+        out->add_unset(s.decl.name);
     } else if (len == s.bytes.size()) {
-        out->add_str(s.spec.name, std::string(b, len) + "...(not terminated)");
+        out->add_str(s.decl.name, std::string(b, len) + "...(not terminated)");
     } else {
-        out->add_str(s.spec.name, std::string(b, len));
+        out->add_str(s.decl.name, std::string(b, len));
     }
 }
 
@@ -627,9 +627,9 @@ void collect(const std::vector<Slot> &slots, bool has_ret, int ret, Result *out)
             break;
         case PKind::BoolOut:
             if (s.bytes[0] == kUnsetByte) {
-                out->add_unset(s.spec.name);
+                out->add_unset(s.decl.name);
             } else {
-                out->add_int(s.spec.name, s.bytes[0], Fmt::Bool);
+                out->add_int(s.decl.name, s.bytes[0], Fmt::Bool);
             }
             break;
         case PKind::PortRec:
