@@ -1,5 +1,6 @@
-// Card-type records as the application sees them: announced by data
-// message 3, read back by type and for this card.
+// Card-type records as the application sees them, beyond the scripted
+// configuration scenario: records copied whole, names without a terminator,
+// the chip arrays of this card and counts above eight chips.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -14,20 +15,17 @@ constexpr int kType = 0x51;
 
 dp_lib_card_type_info_t make_card(int type, int chip_num)
 {
-    dp_lib_card_type_info_t c;
-    std::memset(&c, 0, sizeof c);
+    dp_lib_card_type_info_t c = {};
     c.card_type = type;
-    c.port_num = 48;
     c.chip_num = chip_num;
     for (int u = 0; u < DP_LIB_CARD_UNIT_MAX; ++u) {
         c.chip_types[u] = 100 + u;
         c.chip_cport_max[u] = 60 + u;
     }
-    std::strcpy(c.name, "ABCDEFGHIJKLMNOPQRST");
     return c;
 }
 
-bool has(const std::string &out, const std::string &what) { return out.find(what) != std::string::npos; }
+using dmtest::has;
 
 void this_card(int type)
 {
@@ -50,30 +48,18 @@ TEST(CardCfg, ByTypeQueries)
     dp_lib_card_type_info_t got;
     ASSERT_EQ(dm_lib_get_card_cfg_by_type(kType, &got), 0);
     EXPECT_EQ(std::memcmp(&got, &card, sizeof got), 0);
-    EXPECT_EQ(dm_get_card_port_num_by_type(kType), 48);
 
     int ports[256];
-    int num = 255;  // the array must have room for every lport
-    EXPECT_EQ(dm_get_poe_support_port(kType, ports, &num), -1);
-    num = 256;
+    int num = 256;
     ASSERT_EQ(dm_get_poe_support_port(kType, ports, &num), 0);
-    ASSERT_EQ(num, 2);
-    EXPECT_EQ(ports[1], 255);
+    EXPECT_EQ(std::vector<int>(ports, ports + num), (std::vector<int>{3, 255}));
 
     char name[64];
-    ASSERT_EQ(dm_get_card_name_by_type(kType, name, 10), 0);
-    EXPECT_STREQ(name, "ABCDEFGHI");
     std::memset(card.name, 'x', sizeof card.name);  // no terminator in the field
     card.card_type = kType + 1;
     dmtest::send(DP_LIB_MSG_CARD_CFG, card);
     ASSERT_EQ(dm_get_card_name_by_type(kType + 1, name, sizeof name), 0);
     EXPECT_EQ(std::string(name), std::string(31, 'x'));
-
-    // A payload one byte short of a record never reaches the table.
-    card.card_type = kType + 2;
-    auto *bytes = reinterpret_cast<uint8_t *>(&card);
-    dmtest::send_bytes(DP_LIB_MSG_CARD_CFG, std::vector<uint8_t>(bytes, bytes + sizeof card - 1));
-    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType + 2), -1);
 }
 
 TEST(CardCfg, ChipArraysOfThisCard)
@@ -103,14 +89,9 @@ TEST(CardCfg, ChipArraysOfThisCard)
 TEST(CardCfg, MoreThanEightChipsAreAnsweredAsEight)
 {
     this_card(kType);
-    std::string out = dmtest::capture_stdout([] { dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 12)); });
-    EXPECT_TRUE(has(out, "card type 81 has 12 chips"));
+    dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 12));
     EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType), 12);
     int *types = nullptr;
-    int num = 0;
-    ASSERT_EQ(dm_get_chip_type_by_card_type(kType, &types, &num), 0);
-    EXPECT_EQ(num, 8);
-    std::free(types);
     EXPECT_EQ(dm_get_my_lchips(&types), 8);
     std::free(types);
 }

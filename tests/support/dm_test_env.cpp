@@ -167,6 +167,67 @@ std::vector<std::string> log_lines()
     return lines;
 }
 
+int logged(const std::string &text)
+{
+    int n = 0;
+    for (const std::string &line : log_lines()) {
+        n += has(line, text);
+    }
+    return n;
+}
+
+size_t count(const std::string &text, const std::string &part)
+{
+    size_t n = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++n;
+    }
+    return n;
+}
+
+void send_lports(const std::vector<dp_lib_lport_t> &recs, int32_t count)
+{
+    std::vector<uint8_t> b(DP_LIB_MY_LPORT_HEAD_LEN + recs.size() * sizeof(dp_lib_lport_t));
+    std::memcpy(b.data(), &count, sizeof count);
+    if (!recs.empty()) {
+        std::memcpy(b.data() + DP_LIB_MY_LPORT_HEAD_LEN, recs.data(),
+                    recs.size() * sizeof(dp_lib_lport_t));
+    }
+    send_bytes(DP_LIB_MSG_MY_LPORT_CFG, b);
+}
+
+dp_lib_port_t port_record(int dev, int slot, int unit, int cport, int lport)
+{
+    dp_lib_port_t p;
+    std::memset(&p, 0, sizeof p);
+    p.phyid = dm_phyid_make(dev, slot, unit, cport);
+    p.ss_phyid = dm_slot_lport_phyid(dev, slot, lport);
+    p.node = dm_node_make(dev, slot);
+    p.devid = dev;
+    p.slotid = slot;
+    p.portid = lport;
+    p.l_chipid = unit;
+    p.chip_portid = cport;
+    return p;
+}
+
+void alloc_chipids(int gslot, const std::vector<int> &ids, int per_unit, int card_type)
+{
+    struct {
+        addr_lib_sync_head_t head;
+        chipid_slot_t slot;
+    } m;
+    std::memset(&m, 0, sizeof m);
+    m.head = {static_cast<int32_t>(sizeof m), ADDR_LIB_BS_SYNC, 1};
+    m.slot.status = CHIPID_VALID;
+    m.slot.gslot = gslot;
+    m.slot.card_type = card_type;
+    m.slot.idnum_per_unit = static_cast<uint16_t>(per_unit);
+    m.slot.id_num = static_cast<uint16_t>(ids.size());
+    std::copy(ids.begin(), ids.end(), m.slot.id);
+    EXPECT_TRUE(dm_host_addr_data(&m, static_cast<int>(sizeof m)));
+}
+
 ScratchDir::ScratchDir()
 {
     char cwd[4096];

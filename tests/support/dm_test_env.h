@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dm_host_ctl.h"
+#include <dm_lib_pd/dm_ids.h>
 #include <dm_lib_pd/dm_types.h>
 
 namespace dmtest {
@@ -51,12 +52,37 @@ inline void send_bytes(int msgid, const std::vector<uint8_t> &payload)
     dm_host_send_msg(msgid, payload.data(), static_cast<int>(payload.size()));
 }
 
+// This card's local port list (data message 5) announcing `count` records
+// (any count, negative ones included), or as many as `recs` holds.
+void send_lports(const std::vector<dp_lib_lport_t> &recs, int32_t count);
+inline void send_lports(const std::vector<dp_lib_lport_t> &recs)
+{
+    send_lports(recs, static_cast<int32_t>(recs.size()));
+}
+
+// A port record of device `dev`, slot `slot`: chip `unit`, chip port
+// `cport`, local port `lport`, with its dm_phyid, slot_lport_phyid and node;
+// every other field 0.
+dp_lib_port_t port_record(int dev, int slot, int unit, int cport, int lport);
+
+// The address manager's initial synchronisation of one slot: chip IDs `ids`
+// (per_unit of them per chip) allocated to `gslot`.
+void alloc_chipids(int gslot, const std::vector<int> &ids, int per_unit = 1, int card_type = 0);
+
+// How often `part` occurs in `text`, and whether it does.
+size_t count(const std::string &text, const std::string &part);
+inline bool has(const std::string &text, const std::string &part)
+{
+    return text.find(part) != std::string::npos;
+}
+
 // Runs fn and returns what it printed to standard output.
 template <class Fn>
 std::string capture_stdout(Fn fn);
 
-// Log-file lines written so far.
+// Log-file lines written so far, and how many of them contain `text`.
 std::vector<std::string> log_lines();
+int logged(const std::string &text);
 
 // Changes into a fresh temporary directory for the object's life (the
 // kernel channel opens "tmp/dm_dev" relative to the working directory).
