@@ -364,6 +364,14 @@ void step_pre_inst(Reader &in)
     check_pre_inst();
 }
 
+// The slots of the ports' cards first (gslots 1..4 and 33..36), then the
+// edges of the table: slot 0, 63, and 64 and 65, which are refused.
+int chipid_gslot(int b)
+{
+    static const int gslots[] = {0, 1, 2, 3, 4, 33, 34, 35, 36, 63, 64, 65};
+    return gslots[b % 12];
+}
+
 void step_chipid_data(Reader &in)
 {
     const int type = in.u8();
@@ -376,7 +384,7 @@ void step_chipid_data(Reader &in)
     for (int i = 0; i < present; ++i) {
         chipid_slot_t rec = {};
         rec.status = in.u8() % 4;
-        rec.gslot = in.u8() % 66;
+        rec.gslot = chipid_gslot(in.u8());
         rec.card_type = in.u8();
         rec.idnum_per_unit = static_cast<uint16_t>(in.u8() % 5);
         rec.id_num = static_cast<uint16_t>(in.u8() % 18);
@@ -434,10 +442,17 @@ void step_rpc(Reader &in)
     }
 }
 
+// The slots of the ports' cards, slot 0, and the management-board slots.
+int identity_slot(int b)
+{
+    static const int slots[] = {0, 1, 2, 3, 4, 30, 31};
+    return slots[b % 7];
+}
+
 void step_identity(Reader &in)
 {
     const int dev = in.u8() & 3;
-    const int slot = in.u8() % 32;
+    const int slot = identity_slot(in.u8());
     const int type = in.u8() & 7;
     const int node_type = in.u8() % 7;
     const int which = in.u8();

@@ -16,6 +16,18 @@ struct ints {
     int *p;
 };
 
+// The k-th allocated chip ID, or `fallback` when none is allocated: a
+// chip's questions mostly go to IDs that have an owner.
+int allocated_chipid(int k, int fallback)
+{
+    static std::vector<dm_chipid_alloc_t> list(kChipidNum);
+    int num = kChipidNum;
+    if (dm_get_alloced_chipid(list.data(), &num) != 0 || num == 0) {
+        return fallback % 2100;
+    }
+    return list[static_cast<size_t>(k % num)].chipid;
+}
+
 void query_split(dmfuzz::Reader &in, int which)
 {
     const int k = in.u8();
@@ -108,12 +120,12 @@ void step_query(dmfuzz::Reader &in)
     case 11:
         dm_get_dev_type_from_port_phyid(port_unit_phyid(k), &x);
         dm_get_poe_support_by_phyid(port_unit_phyid(k), &b);
-        dm_get_chip_cmic_port(a % 2100);
+        dm_get_chip_cmic_port(allocated_chipid(k, a));
         break;
     case 12: {
         int *bmp = nullptr;
         int num = 0;
-        if (dm_get_port_bmp_from_chipid(a % 2100, &bmp, &num) == 0) {
+        if (dm_get_port_bmp_from_chipid(allocated_chipid(k, a), &bmp, &num) == 0) {
             DM_FUZZ_CHECK(num >= 0 && num <= DP_LIB_CARD_LPORT_MAX, num);
             scribble_and_free(bmp, static_cast<size_t>(num));
         }
@@ -160,7 +172,11 @@ void step_query(dmfuzz::Reader &in)
     case 18:
         dm_get_first_chipid_from_node(dm_get_phyid_from_gslot(k % 66), &x);
         dm_get_first_chipid_from_local_unit(a % 5, &x);
-        dm_is_local_chipid(a % 2100);
+        dm_is_local_chipid(allocated_chipid(k, a));
+        dm_get_node_unit_from_chipid(a % 2100, &x, &y);
+        DM_FUZZ_CHECK(dm_get_system_invalid_chipid() == 25);
+        DM_FUZZ_CHECK(dm_get_system_reserved_chipid_range(&x, &y) == 0 && x == 26 && y == 26);
+        DM_FUZZ_CHECK(dm_get_zone_reserved_chipid_range(&x, &y) == 0 && x == 1 && y == 8);
         break;
     case 19: {
         ints all(kChipidNum);
@@ -195,11 +211,25 @@ void step_query(dmfuzz::Reader &in)
         dm_get_phy_mgmt_phyid_from_dev_slot_lport(k % 4, a % 300, k % 3);
         dm_lib_show_phy_mgmt_ifx(a % 4);
         break;
-    default:
+    default: {
         dm_get_card_port_num(dm_node_make(port_dev(k), port_slot(k)));
         dm_get_sub_node_from_port_phyid(a, &x);
         dm_show_all_local_port();
+        dm_is_llcb_type_support(a % 40);
+        dm_get_phy_mgmt_phyid_from_dev_slot(k % 4, a % 300);
+        ints children(DP_LIB_SPLIT_CHILD_MAX);
+        const int node = dm_node_make(port_dev(k), port_slot(k));
+        dm_local_get_child_unit_port_from_lport(k & 31, &x, children.p, &y);
+        dm_get_child_unit_port_from_node_lport(node, k & 31, &x, children.p, &y);
+        dm_get_child_unit_port_from_node_lport_gms(node, k & 31, &x, children.p, &y);
+        // A debug option of the input's bytes: only "fcdbg " may change anything.
+        char option[8];
+        std::memcpy(option, &a, sizeof a);
+        std::memcpy(option + 4, "\0\0\0\0", 4);
+        dm_host_run_dbg_init(option);
+        dm_host_run_dbg_init("fcdbg 4");
         break;
+    }
     }
 }
 
