@@ -5,6 +5,7 @@
 #include <malloc.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 
 #include "chassis.h"
@@ -64,7 +65,7 @@ int posix_memalign(void **out, size_t align, size_t size)
     count();
     void *p = __libc_memalign(align, size);
     if (p == nullptr) {
-        return 12;  // ENOMEM
+        return ENOMEM;
     }
     *out = p;
     return 0;

@@ -4,23 +4,30 @@
 # and the ingest and refresh of every port, each beside its floor; or, with
 # --growth, the growth series' lookups from 1,024 to 262,144 ports.
 #
-# usage: bench/callgrind.sh DIR [--summary] [N]
-#        bench/callgrind.sh DIR --growth
+# usage: bench/callgrind.sh DIR [--growth] [--summary] [N]
 #   DIR        a release build with DIR/bin/dm_port_mix
-#   --summary  print only the lines bench/compare shows
-#   N          ports in the table (default 16384)
+#   --growth   the growth series instead of the mix
+#   --summary  print only the lines bench/compare shows; a growth line ends
+#              in "MISSED" when instructions per lookup grow faster than the
+#              tree's mean search depth
+#   N          ports in the mix's table (default 16384)
 #
 # Prints instructions per lookup and per ingested port (callgrind's Ir over
 # the phase's count). The dumps stay in DIR/bench/callgrind/.
 set -euo pipefail
 
-dir=${1:?usage: bench/callgrind.sh DIR [--summary] [N] | DIR --growth}
+dir=${1:?usage: bench/callgrind.sh DIR [--growth] [--summary] [N]}
 shift
-mode=table
-case ${1:-} in
---summary) mode=summary; shift ;;
---growth) mode=growth; shift ;;
-esac
+mode=mix
+summary=0
+while [[ ${1:-} == --* ]]; do
+    case $1 in
+    --growth) mode=growth ;;
+    --summary) summary=1 ;;
+    *) echo "unknown option $1" >&2; exit 2 ;;
+    esac
+    shift
+done
 ports=${1:-16384}
 
 mix="$dir/bin/dm_port_mix"
@@ -28,7 +35,6 @@ mix="$dir/bin/dm_port_mix"
 command -v valgrind >/dev/null || { echo "valgrind is not installed" >&2; exit 1; }
 
 out="$dir/bench/callgrind"
-rm -rf "$out"
 mkdir -p "$out"
 
 # One run of the mix into $out/$1/: each phase zeroes the counters and
@@ -36,6 +42,7 @@ mkdir -p "$out"
 run_mix() {
     local name=$1
     shift
+    rm -rf "${out:?}/$name"
     mkdir -p "$out/$name"
     valgrind --tool=callgrind --instr-atstart=no \
         --callgrind-out-file="$out/$name/callgrind.out" \
@@ -50,12 +57,12 @@ else
     run_mix mix "$ports"
 fi
 
-python3 - "$out" "$mode" <<'EOF'
+python3 - "$out" "$mode" "$summary" <<'EOF'
 import glob
 import os
 import sys
 
-out, mode = sys.argv[1], sys.argv[2]
+out, mode, summary = sys.argv[1], sys.argv[2], sys.argv[3] == "1"
 TRIGGER = "desc: Trigger: Client Request: "
 
 
@@ -92,6 +99,18 @@ if mode == "growth":
             floor = instr[name + ".floor"] / counts[name + ".floor"]
             depth = counts["depth/" + series]
             rows.append((series, n, depth, case, floor))
+    if summary:
+        for series in sorted({r[0] for r in rows}):
+            mine = sorted((r for r in rows if r[0] == series), key=lambda r: r[1])
+            lo, hi = mine[0], mine[-1]
+            ir_growth, depth_growth = hi[3] / lo[3], hi[2] / lo[2]
+            per_level = (hi[3] - lo[3]) / (hi[2] - lo[2])
+            ratio = ir_growth / depth_growth
+            print("instructions growth/%s ratio=%.2f target=1.0 (Ir per lookup x%.2f, depth x%.2f "
+                  "from %d to %d ports; %.0f Ir per tree level) %s"
+                  % (series, ratio, ir_growth, depth_growth, lo[1], hi[1], per_level,
+                     "ok" if ratio <= 1.0 else "MISSED"))
+        sys.exit(0)
     print("%-36s %7s %6s %9s %9s %9s" % ("series", "ports", "depth", "Ir/lookup", "floor",
                                          "Ir/level"))
     for series, n, depth, case, floor in sorted(rows):
@@ -110,7 +129,7 @@ def pair(name):
     return case, floor, case / floor
 
 
-if mode == "summary":
+if summary:
     case, floor, ratio = pair("lookup_mix")
     print("instructions lookup_mix per_lookup=%.0f floor=%.0f ratio=%.2f reported"
           % (case, floor, ratio))

@@ -208,8 +208,9 @@ namespace {
 // free region again and the next table is laid out in it from the start.
 void consolidate_heap()
 {
-    // A request above the small-chunk sizes makes the allocator consolidate.
-    void *large = std::malloc(64 * 1024);
+    // A request above the small-chunk sizes makes the allocator consolidate
+    // (volatile: the pair must not be optimised away).
+    void *volatile large = std::malloc(64 * 1024);
     std::free(large);
 }
 

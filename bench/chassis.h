@@ -182,7 +182,7 @@ std::vector<Form> forms_of(const Getter &g);
 const char *form_name(Form f);
 int id_of(const PortKeys &k, Form f);
 
-// The floor of one getter call: its specified record lookups (each a bare
+// The floor of one getter call: the record lookups it must make (each a bare
 // tfind, a 124-byte copy and two read-lock pairs) and the chip-ID lookups
 // its form needs. Returns a value folded from the copies so that the work
 // cannot be optimised away.

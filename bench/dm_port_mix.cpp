@@ -6,6 +6,9 @@
 // per lookup or per port are the dump's total over COUNT. Outside callgrind
 // the requests do nothing and the program just runs the mix.
 //
+// Exits 1 when a lookup failed or reached the kernel: every port of the mix
+// is known in full.
+//
 // usage: dm_port_mix [N]            the mix over N ports (default and at
 //                                   most 16384: every card holds chip IDs)
 //        dm_port_mix --growth N     only the growth series' lookups, over
@@ -33,8 +36,16 @@ using namespace dmbench;
 
 namespace {
 
-// Keeps results alive without a store the compiler could drop.
+// Keeps results alive without a store the compiler could drop, and counts
+// the lookups that failed (every port of the mix exists in full).
 volatile int sink;
+int failed;
+
+void keep(int result)
+{
+    sink = result;
+    failed += result < 0;
+}
 
 // Runs one phase between a zeroing and a dump of callgrind's counters.
 // The program runs uninstrumented (--instr-atstart=no) outside the phases,
@@ -93,7 +104,7 @@ void growth_mix(int n)
     for (const Call &c : series) {
         phase(std::string("growth/") + c.getter->name + "/" + form_name(c.form), n, [&] {
             for (const PortKeys &k : ks) {
-                sink = c.getter->call(id_of(k, c.form), k);
+                keep(c.getter->call(id_of(k, c.form), k));
             }
         });
     }
@@ -103,7 +114,7 @@ void growth_mix(int n)
         const std::string name = std::string("growth/") + c.getter->name + "/" + form_name(c.form);
         phase(name + ".floor", n, [&] {
             for (const PortKeys &k : ks) {
-                sink = floor_call(*c.getter, c.form, k, floor, chips);
+                keep(floor_call(*c.getter, c.form, k, floor, chips));
             }
         });
         const FloorIndex &index = c.form == Form::ifx          ? floor.by_ifx
@@ -134,26 +145,25 @@ void full_mix(int n)
     phase("lookup_mix", n, [&] {
         for (size_t i = 0; i < ks.size(); ++i) {
             const Call &c = calls[i % calls.size()];
-            sink = c.getter->call(id_of(ks[i], c.form), ks[i]);
+            keep(c.getter->call(id_of(ks[i], c.form), ks[i]));
         }
     });
     phase("lookup_mix.floor", n, [&] {
         for (size_t i = 0; i < ks.size(); ++i) {
             const Call &c = calls[i % calls.size()];
-            sink = floor_call(*c.getter, c.form, ks[i], floor, chips);
+            keep(floor_call(*c.getter, c.form, ks[i], floor, chips));
         }
     });
     for (const Call &c : calls) {
-        const std::string name =
-            std::string("lookup/") + c.getter->name + "/" + form_name(c.form);
+        const std::string name = std::string("lookup/") + c.getter->name + "/" + form_name(c.form);
         phase(name, n, [&] {
             for (const PortKeys &k : ks) {
-                sink = c.getter->call(id_of(k, c.form), k);
+                keep(c.getter->call(id_of(k, c.form), k));
             }
         });
         phase(name + ".floor", n, [&] {
             for (const PortKeys &k : ks) {
-                sink = floor_call(*c.getter, c.form, k, floor, chips);
+                keep(floor_call(*c.getter, c.form, k, floor, chips));
             }
         });
     }
@@ -182,6 +192,11 @@ int main(int argc, char **argv)
     } else {
         full_mix(n);
     }
-    std::printf("kernel %lu\n", dm_host_kdev_requests());
+    const unsigned long kernel = dm_host_kdev_requests();
+    std::printf("kernel %lu\n", kernel);
+    if (failed != 0 || kernel != 0) {
+        std::fprintf(stderr, "%d lookups failed, %lu reached the kernel\n", failed, kernel);
+        return 1;
+    }
     return 0;
 }

@@ -1,5 +1,5 @@
 // The exported port getters the benchmarks time, each with the floor it is
-// measured against: the record lookups it is specified to make (a bare
+// measured against: the record lookups it must make (a bare
 // tfind, a 124-byte copy and the port and index read-lock pairs each), plus
 // the chip-ID table's lookup where its form needs one.
 #include <dm_lib_pd/dm_ids.h>
@@ -107,10 +107,7 @@ int port_type(int id, const PortKeys &)
     return r == 0 ? type : r;
 }
 
-int is_on_local_device(int id, const PortKeys &)
-{
-    return dm_port_is_on_local_device(id) ? 1 : 0;
-}
+int is_on_local_device(int id, const PortKeys &) { return dm_port_is_on_local_device(id) ? 1 : 0; }
 
 int phyid_by_slot_unit_port(int, const PortKeys &k)
 {
@@ -233,9 +230,9 @@ int floor_call(const Getter &g, Form f, const PortKeys &k, FloorTable &t, FloorC
         } else {
             int node = 0;
             int unit = 0;
-            hit = c.node_unit(dm_mod_port_chipid(k.mod_port), &node, &unit) &&
-                  floor_lookup(t, t.by_phyid, dm_phyid_from_node_unit(node, unit, k.mod_port),
-                               &copy);
+            hit =
+                c.node_unit(dm_mod_port_chipid(k.mod_port), &node, &unit) &&
+                floor_lookup(t, t.by_phyid, dm_phyid_from_node_unit(node, unit, k.mod_port), &copy);
         }
         break;
     }

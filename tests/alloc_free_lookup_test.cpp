@@ -78,8 +78,9 @@ unsigned long allocations_in(Fn fn)
 #ifdef DM_SANITIZER_ALLOCATOR
 // The sanitizer runtimes' allocation hook (declared here: not every compiler
 // ships the runtime's interface headers).
-extern "C" int __sanitizer_install_malloc_and_free_hooks(
-    void (*malloc_hook)(const volatile void *, size_t), void (*free_hook)(const volatile void *));
+using malloc_hook_fn = void (*)(const volatile void *, size_t);
+using free_hook_fn = void (*)(const volatile void *);
+extern "C" int __sanitizer_install_malloc_and_free_hooks(malloc_hook_fn, free_hook_fn);
 
 namespace {
 void on_malloc(const volatile void *, size_t) { note_allocation(); }
@@ -158,7 +159,8 @@ namespace {
 void send_port(const dp_lib_port_t &p)
 {
     unsigned char msg[sizeof(dp_lib_msg_h_t) + sizeof p];
-    const dp_lib_msg_h_t head = {0, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, static_cast<int>(sizeof p)};
+    const dp_lib_msg_h_t head = {0, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD,
+                                 static_cast<int>(sizeof p)};
     std::memcpy(msg, &head, sizeof head);
     std::memcpy(msg + sizeof head, &p, sizeof p);
     pd_handlers.data_f(msg, static_cast<int>(sizeof msg));
@@ -168,7 +170,7 @@ void send_port(const dp_lib_port_t &p)
 
 constexpr int kChip0 = 43;  // chip IDs of units 0 and 1 of this card, slot 3
 constexpr int kChip1 = 44;
-constexpr int kTgeLlcb = 8; // link-layer type of PORT_TGIGABIT_ETHERNET
+constexpr int kTgeLlcb = 8;  // link-layer type of PORT_TGIGABIT_ETHERNET
 
 dp_lib_port_t port(int unit, int cport, int lport, int ifx, int lsm_key)
 {
@@ -324,6 +326,9 @@ protected:
     void SetUp() override
     {
         ASSERT_NE(pd_handlers.data_f, nullptr);
+#ifdef DM_SANITIZER_ALLOCATOR
+        ASSERT_EQ(hooks_installed, 1);  // else nothing would be counted
+#endif
         dm_host_set_dbg_level(LIB_DBG_END);  // a printed message is a system call
         dm_host_set_my_card(dm_node_make(1, 3), 3, 10, DM_TYPE_LC);
         alloc_chipids();

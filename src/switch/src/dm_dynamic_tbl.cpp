@@ -89,7 +89,8 @@ dp_lib_port_t *dm_rmv_inval_port_in_port_lock(const dp_lib_port_t &in, dm_port_k
         return nullptr;
     }
     kept->ifx = dm_port_index_take_over(dm_ifx_root, in.ifx, old->ifx, old);
-    kept->ss_phyid = dm_port_index_take_over(dm_port_ss_phyid_root, in.ss_phyid, old->ss_phyid, old);
+    kept->ss_phyid =
+        dm_port_index_take_over(dm_port_ss_phyid_root, in.ss_phyid, old->ss_phyid, old);
     kept->lsm_key = dm_port_index_take_over(dm_port_lsm_key_root, in.lsm_key, old->lsm_key, old);
     std::memcpy(old, &in, kPortLen);
     return old;
