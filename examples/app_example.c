@@ -126,10 +126,11 @@ int main(void)
         fprintf(stderr, "port lookup failed\n");
         return 1;
     }
-    printf("port 0x%08x: ifindex 0x%x, node 0x%08x, device %d slot %d lport %d,\n"
-           "  unit %d chip port %d, global chip %d, mod_port_phyid 0x%08x\n",
-           phyid, ifindex, p.node, p.devid, p.slotid, p.portid, p.l_chipid, p.chip_portid, chipid,
-           mod_phyid);
+    printf(
+        "port 0x%08x: ifindex 0x%x, node 0x%08x, device %d slot %d lport %d,\n"
+        "  unit %d chip port %d, global chip %d, mod_port_phyid 0x%08x\n",
+        phyid, ifindex, p.node, p.devid, p.slotid, p.portid, p.l_chipid, p.chip_portid, chipid,
+        mod_phyid);
     dm_host_event_stop();
     return 0;
 }

@@ -175,10 +175,7 @@ int dp_lib_insert_data(void *data, int size, int flag, dm_tree_root_t *root, int
     return 0;
 }
 
-bool dm_lib_data_bs_over(void)
-{
-    return bs_over.load();
-}
+bool dm_lib_data_bs_over(void) { return bs_over.load(); }
 
 int dm_logfile_write_log(void *info, const char *fmt, ...)
 {
@@ -206,10 +203,7 @@ int dm_logfile_write_log(void *info, const char *fmt, ...)
 
 // ---- control ------------------------------------------------------------------
 
-void dm_host_set_bs_over(bool over)
-{
-    bs_over.store(over);
-}
+void dm_host_set_bs_over(bool over) { bs_over.store(over); }
 
 void dm_host_set_dbg_level(int level)
 {
@@ -221,10 +215,7 @@ void dm_host_set_lib_name(const char *name)
     std::snprintf(lib_name, sizeof lib_name, "%s", name == nullptr ? "" : name);
 }
 
-unsigned long dm_host_inserted_records(void)
-{
-    return inserted.load();
-}
+unsigned long dm_host_inserted_records(void) { return inserted.load(); }
 
 void dm_host_log_set_path(const char *path)
 {

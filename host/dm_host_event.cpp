@@ -33,10 +33,7 @@ struct event_node {
     dev_msg_t msg;   // data_len data bytes follow
 };
 
-dev_msg_t *node_msg(list_head *link)
-{
-    return &reinterpret_cast<event_node *>(link)->msg;
-}
+dev_msg_t *node_msg(list_head *link) { return &reinterpret_cast<event_node *>(link)->msg; }
 
 bool list_is_empty(const list_head *head) { return head->next == head; }
 
@@ -245,9 +242,6 @@ void dm_host_event_stop(void)
     }
 }
 
-unsigned long dm_host_events_delivered(void)
-{
-    return delivered.load();
-}
+unsigned long dm_host_events_delivered(void) { return delivered.load(); }
 
 }  // extern "C"

@@ -63,20 +63,11 @@ int node_of(int dev, int slot, int sslot)
 
 extern "C" {
 
-int dm_get_my_node(void)
-{
-    return my_card_copy().node;
-}
+int dm_get_my_node(void) { return my_card_copy().node; }
 
-int dm_get_my_devid(void)
-{
-    return dm_node_devid(my_card_copy().node);
-}
+int dm_get_my_devid(void) { return dm_node_devid(my_card_copy().node); }
 
-int dm_get_my_lslotid(void)
-{
-    return my_card_copy().lslotid;
-}
+int dm_get_my_lslotid(void) { return my_card_copy().lslotid; }
 
 int dm_get_my_card_type(int *card_type)
 {
@@ -121,8 +112,8 @@ int dm_get_dev_cfg_type_by_node(int node)
 // from bits 14..10 and the slot from bits 4..0; the device is always this one.
 int dm_get_local_card_type_by_lslotid(int lslot)
 {
-    const int node = node_of(dm_get_my_devid(), dm_get_lslot_from_gslot(lslot),
-                             dm_get_sslot_from_gslot(lslot));
+    const int node =
+        node_of(dm_get_my_devid(), dm_get_lslot_from_gslot(lslot), dm_get_sslot_from_gslot(lslot));
     return dm_get_dev_phy_type_by_node(node);
 }
 

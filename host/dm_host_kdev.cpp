@@ -29,8 +29,8 @@ constexpr char kDevicePath[] = "tmp/dm_dev";
 // Questions and the layout of the request buffer.
 constexpr uint32_t kAskLsmKeyOfIfx = 0;
 constexpr uint32_t kAskIfxOfPort = 1;
-constexpr size_t kHeadLen = 8;  // question type, data length
-constexpr int kPortInfoLen = 8; // lsm_key, llcb_type
+constexpr size_t kHeadLen = 8;   // question type, data length
+constexpr int kPortInfoLen = 8;  // lsm_key, llcb_type
 constexpr int kIfxLen = 4;
 
 // Descriptors open on the device file, one flag per descriptor number.
@@ -186,7 +186,8 @@ int open_with(open_fn fn, const char *path, int flags, va_list ap)
 
 extern "C" {
 
-int open(const char *path, int flags, ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
+int open(const char *path, int flags,
+         ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
 {
     va_list ap;
     va_start(ap, flags);
@@ -195,7 +196,8 @@ int open(const char *path, int flags, ...)  // NOLINT(readability-inconsistent-d
     return fd;
 }
 
-int open64(const char *path, int flags, ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
+int open64(const char *path, int flags,
+           ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
 {
     va_list ap;
     va_start(ap, flags);
@@ -205,15 +207,9 @@ int open64(const char *path, int flags, ...)  // NOLINT(readability-inconsistent
 }
 
 // The checked forms a fortified caller uses; they never create a file.
-int __open_2(const char *path, int flags)
-{
-    return open(path, flags);
-}
+int __open_2(const char *path, int flags) { return open(path, flags); }
 
-int __open64_2(const char *path, int flags)
-{
-    return open64(path, flags);
-}
+int __open64_2(const char *path, int flags) { return open64(path, flags); }
 
 int close(int fd)
 {
@@ -240,17 +236,13 @@ int ioctl(int fd, unsigned long request, ...)
 
 // ---- control ------------------------------------------------------------------
 
-void dm_host_kdev_attach(bool on)
-{
-    attached.store(on);
-}
+void dm_host_kdev_attach(bool on) { attached.store(on); }
 
 void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx)
 {
     dm_host::mutex_guard g(kdev_lock);
-    if (ifx_entry *e = ifx_of_port.find([&](const ifx_entry &x) {
-            return x.lsm_key == lsm_key && x.llcb_type == llcb_type;
-        })) {
+    if (ifx_entry *e = ifx_of_port.find(
+            [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; })) {
         e->ifx = ifx;
         return;
     }
@@ -274,9 +266,6 @@ void dm_host_kdev_clear(void)
     key_of_ifx.clear();
 }
 
-unsigned long dm_host_kdev_requests(void)
-{
-    return requests.load();
-}
+unsigned long dm_host_kdev_requests(void) { return requests.load(); }
 
 }  // extern "C"

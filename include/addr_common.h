@@ -27,8 +27,8 @@ typedef enum {
 
 /* Kind of synchronisation data. */
 typedef enum {
-    ADDR_LIB_BS_SYNC = 0,          /* batch: many records */
-    ADDR_LIB_REAL_SYNC = 1,        /* real time: one record */
+    ADDR_LIB_BS_SYNC = 0,   /* batch: many records */
+    ADDR_LIB_REAL_SYNC = 1, /* real time: one record */
     ADDR_LIB_DCM_READY_NOTIFY = 2,
     ADDR_LIB_SYNC_TYPE_END = 3,
 } addr_lib_sync_type_t;
@@ -37,11 +37,11 @@ typedef enum {
 
 /* Allocation record of one global slot (48 bytes). */
 typedef struct {
-    int32_t status;          /* slot_chipid_st_t */
-    int32_t gslot;           /* global slot, accepted 0..63 */
-    int32_t card_type;       /* card type of the slot; only printed */
-    uint16_t idnum_per_unit; /* chip IDs per chip (unit) */
-    uint16_t id_num;         /* valid entries in id, at most 16 */
+    int32_t status;                  /* slot_chipid_st_t */
+    int32_t gslot;                   /* global slot, accepted 0..63 */
+    int32_t card_type;               /* card type of the slot; only printed */
+    uint16_t idnum_per_unit;         /* chip IDs per chip (unit) */
+    uint16_t id_num;                 /* valid entries in id, at most 16 */
     uint16_t id[CHIPID_SLOT_ID_MAX]; /* the chip IDs; unit u from index u * idnum_per_unit */
 } chipid_slot_t;
 

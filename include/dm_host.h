@@ -34,9 +34,9 @@ typedef enum {
     LIB_DBG_END = 4,
 } lib_dbg_e;
 
-extern int g_lib_dbg_level;   /* the host's debug level, lib_dbg_e */
-extern char lib_name[];       /* the host library's name, NUL-terminated */
-extern void *logfile_info;    /* the host's log file, handed back to dm_logfile_write_log */
+extern int g_lib_dbg_level; /* the host's debug level, lib_dbg_e */
+extern char lib_name[];     /* the host library's name, NUL-terminated */
+extern void *logfile_info;  /* the host's log file, handed back to dm_logfile_write_log */
 
 /* Appends one printf-formatted line to the host's log file. */
 int dm_logfile_write_log(void *info, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
@@ -45,11 +45,11 @@ int dm_logfile_write_log(void *info, const char *fmt, ...) __attribute__((format
 
 /* The handler set the library gives the host for its module. */
 typedef struct {
-    void (*data_f)(void *data_buf, int data_len);              /* data messages */
-    void (*rpc_f)(void *req_buf, int req_len, int *ack_len);   /* request-reply */
-    void (*fnotify_f)(void *buf, int len);                     /* unused: null */
-    void (*data_batch_f)(int batch_flag);                      /* batch synchronisation */
-    void (*debug_show_f)(int para);                            /* debug show commands */
+    void (*data_f)(void *data_buf, int data_len);            /* data messages */
+    void (*rpc_f)(void *req_buf, int req_len, int *ack_len); /* request-reply */
+    void (*fnotify_f)(void *buf, int len);                   /* unused: null */
+    void (*data_batch_f)(int batch_flag);                    /* batch synchronisation */
+    void (*debug_show_f)(int para);                          /* debug show commands */
 } lib_modu_handle_t;
 
 /* The host keeps the initialiser and calls it after loading the library. */
@@ -80,10 +80,10 @@ typedef struct {
 /* A library's event list, handed to the host's event loop. After load the
  * library never touches it again; the host's queueing and loop own it. */
 typedef struct {
-    struct list_head list; /* queued events */
-    pthread_mutex_t mutex; /* guards list and cur_num */
+    struct list_head list;  /* queued events */
+    pthread_mutex_t mutex;  /* guards list and cur_num */
     dm_os_event_t os_event; /* wakes the loop */
-    int cur_num;           /* number of queued events */
+    int cur_num;            /* number of queued events */
 } dev_event_list_t;
 
 /* Initialises the wake-up object of an event list; 0 on success. */
@@ -96,16 +96,16 @@ int dm_dev_event_notify(dev_msg_t *msg);
 
 /* ---- identity of this card and the others ----------------------------- */
 
-int dm_get_my_node(void);                  /* node of this card */
-int dm_get_my_devid(void);                 /* this device's id; 0 when unknown */
-int dm_get_my_lslotid(void);               /* this card's slot, gslot form */
-int dm_get_my_card_type(int *card_type);   /* 0 and this card's type */
-int dm_get_my_node_type(void);             /* this card's dm_node_type_e */
-int dm_get_node_type(int node);            /* a card's dm_node_type_e */
+int dm_get_my_node(void);                              /* node of this card */
+int dm_get_my_devid(void);                             /* this device's id; 0 when unknown */
+int dm_get_my_lslotid(void);                           /* this card's slot, gslot form */
+int dm_get_my_card_type(int *card_type);               /* 0 and this card's type */
+int dm_get_my_node_type(void);                         /* this card's dm_node_type_e */
+int dm_get_node_type(int node);                        /* a card's dm_node_type_e */
 int dm_get_dev_phy_type(int dev, int slot, int sslot); /* card type present; <0 none */
-int dm_get_dev_phy_type_by_node(int node); /* card type present at node; <0 none */
-int dm_get_dev_cfg_type_by_node(int node); /* card type configured for node; <0 none */
-int dm_get_local_card_type_by_lslotid(int lslot); /* card type in a slot of this device */
+int dm_get_dev_phy_type_by_node(int node);             /* card type present at node; <0 none */
+int dm_get_dev_cfg_type_by_node(int node);             /* card type configured for node; <0 none */
+int dm_get_local_card_type_by_lslotid(int lslot);      /* card type in a slot of this device */
 
 /* ---- data ------------------------------------------------------------- */
 

@@ -74,32 +74,32 @@ DP_STATIC_ASSERT(offsetof(dp_lib_port_split_info_t, child_port_lport) == 10, "ch
 
 /* Port record, payload of DP_LIB_MSG_PORT_INFO (124 bytes). */
 typedef struct {
-    int32_t ifx;           /* interface index; 0 means none assigned yet */
-    int32_t phyid;         /* the port's dm_phyid: primary key of the port table */
-    int32_t ss_phyid;      /* the port's slot_lport_phyid (form 6) */
-    int32_t node;          /* node of the card whose chip carries the port */
-    int32_t devid;         /* device number */
-    int32_t slotid;        /* slot number */
-    int32_t subslotid;     /* sub-slot number */
-    int32_t portid;        /* local port number on the card */
-    int32_t l_chipid;      /* unit: index of the switch chip on its card */
-    int32_t g_chipid;      /* global chip ID; 0 means not known yet */
-    int32_t chip_portid;   /* port number on the chip */
-    uint8_t port_switch;   /* boolean: the port can switch its medium */
-    uint8_t pad0[3];       /* ignored */
-    int32_t medium_type;   /* dm_port_medium_type_t */
-    int32_t type;          /* dm_port_type_t */
-    uint8_t poe_support;   /* boolean: the port supplies power over Ethernet */
-    uint8_t pad1[3];       /* ignored */
-    int32_t lsm_key;       /* the port's key in the interface manager's view */
-    int32_t lsm_user_slot; /* slot under which the interface manager presents it */
-    int32_t lsm_user_port; /* port under which the interface manager presents it */
-    uint8_t is_parent;     /* boolean: the port can be split into child ports */
-    uint8_t pad2[3];       /* ignored */
-    int32_t subcard_node;  /* node of the sub-card that carries the port */
+    int32_t ifx;                         /* interface index; 0 means none assigned yet */
+    int32_t phyid;                       /* the port's dm_phyid: primary key of the port table */
+    int32_t ss_phyid;                    /* the port's slot_lport_phyid (form 6) */
+    int32_t node;                        /* node of the card whose chip carries the port */
+    int32_t devid;                       /* device number */
+    int32_t slotid;                      /* slot number */
+    int32_t subslotid;                   /* sub-slot number */
+    int32_t portid;                      /* local port number on the card */
+    int32_t l_chipid;                    /* unit: index of the switch chip on its card */
+    int32_t g_chipid;                    /* global chip ID; 0 means not known yet */
+    int32_t chip_portid;                 /* port number on the chip */
+    uint8_t port_switch;                 /* boolean: the port can switch its medium */
+    uint8_t pad0[3];                     /* ignored */
+    int32_t medium_type;                 /* dm_port_medium_type_t */
+    int32_t type;                        /* dm_port_type_t */
+    uint8_t poe_support;                 /* boolean: the port supplies power over Ethernet */
+    uint8_t pad1[3];                     /* ignored */
+    int32_t lsm_key;                     /* the port's key in the interface manager's view */
+    int32_t lsm_user_slot;               /* slot under which the interface manager presents it */
+    int32_t lsm_user_port;               /* port under which the interface manager presents it */
+    uint8_t is_parent;                   /* boolean: the port can be split into child ports */
+    uint8_t pad2[3];                     /* ignored */
+    int32_t subcard_node;                /* node of the sub-card that carries the port */
     dp_lib_port_split_info_t split_info; /* split description, if a parent */
-    uint8_t reserved;      /* reserved */
-    uint8_t pad3;          /* ignored */
+    uint8_t reserved;                    /* reserved */
+    uint8_t pad3;                        /* ignored */
 } dp_lib_port_t;
 
 DP_STATIC_ASSERT(sizeof(dp_lib_port_t) == 124, "dp_lib_port_t is 124 bytes");
@@ -147,18 +147,18 @@ typedef struct {
 
 /* Card-type record, payload of DP_LIB_MSG_CARD_CFG (2036 bytes). */
 typedef struct {
-    int32_t card_type;                                 /* key of the record */
-    int32_t port_num;                                  /* front ports of the card */
-    int32_t chip_num;                                  /* switch chips (units), at most 8 */
-    int32_t chip_types[DP_LIB_CARD_UNIT_MAX];          /* chip type of unit u */
-    char name[DP_LIB_CARD_NAME_LEN];                   /* card name, NUL-terminated */
-    uint8_t poe_support;                               /* boolean: the card supplies PoE */
-    uint8_t pad0[3];                                   /* not read */
-    int32_t node_type;                                 /* dm_node_type_e of such cards */
-    int8_t lport_unit[DP_LIB_CARD_LPORT_MAX];          /* unit of lport l; negative: none */
-    uint8_t lport_poe_support[DP_LIB_CARD_LPORT_MAX];  /* boolean: lport l supplies PoE */
-    int32_t chip_cport_max[DP_LIB_CARD_UNIT_MAX];      /* highest chip port used on unit u */
-    int32_t chip_port[DP_LIB_CARD_LPORT_MAX];          /* chip port of lport l; negative: none */
+    int32_t card_type;                                /* key of the record */
+    int32_t port_num;                                 /* front ports of the card */
+    int32_t chip_num;                                 /* switch chips (units), at most 8 */
+    int32_t chip_types[DP_LIB_CARD_UNIT_MAX];         /* chip type of unit u */
+    char name[DP_LIB_CARD_NAME_LEN];                  /* card name, NUL-terminated */
+    uint8_t poe_support;                              /* boolean: the card supplies PoE */
+    uint8_t pad0[3];                                  /* not read */
+    int32_t node_type;                                /* dm_node_type_e of such cards */
+    int8_t lport_unit[DP_LIB_CARD_LPORT_MAX];         /* unit of lport l; negative: none */
+    uint8_t lport_poe_support[DP_LIB_CARD_LPORT_MAX]; /* boolean: lport l supplies PoE */
+    int32_t chip_cport_max[DP_LIB_CARD_UNIT_MAX];     /* highest chip port used on unit u */
+    int32_t chip_port[DP_LIB_CARD_LPORT_MAX];         /* chip port of lport l; negative: none */
     dp_lib_relate_port_t relate_port[DP_LIB_CARD_RELATE_MAX]; /* related port ranges */
 } dp_lib_card_type_info_t;
 
@@ -185,12 +185,12 @@ DP_STATIC_ASSERT(sizeof(dp_lib_chip_info_t) == 16, "chip record is 16 bytes");
 
 /* One local port of this card (52 bytes). */
 typedef struct {
-    int32_t lport_phyid;  /* key: unit in bits 11..9, chip port in 8..0; 0: not indexed */
-    uint8_t lport;        /* local port number on this card */
-    uint8_t medium_type;  /* dm_port_medium_type_t */
-    uint8_t type;         /* dm_port_type_t */
-    uint8_t is_parent;    /* boolean: the port can be split */
-    uint8_t reserved[2];  /* not read */
+    int32_t lport_phyid; /* key: unit in bits 11..9, chip port in 8..0; 0: not indexed */
+    uint8_t lport;       /* local port number on this card */
+    uint8_t medium_type; /* dm_port_medium_type_t */
+    uint8_t type;        /* dm_port_type_t */
+    uint8_t is_parent;   /* boolean: the port can be split */
+    uint8_t reserved[2]; /* not read */
     dp_lib_port_split_info_t split_info; /* split description */
 } dp_lib_lport_t;
 
@@ -230,7 +230,7 @@ typedef struct {
 
 /* Pre-installed card list, payload of DP_LIB_MSG_PORT_PRE_INST_DONE (1028 bytes). */
 typedef struct {
-    int32_t len;                                   /* valid entries in info, at most 256 */
+    int32_t len;                                       /* valid entries in info, at most 256 */
     dm_per_inst_card_info_t info[DP_LIB_PER_INST_MAX]; /* the cards */
 } dp_lib_per_inst_info_t;
 

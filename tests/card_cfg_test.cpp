@@ -38,8 +38,10 @@ void this_card(int type)
 TEST(CardCfg, ByTypeQueries)
 {
     this_card(kType);
-    std::string out = dmtest::capture_stdout([] { EXPECT_EQ(dm_get_card_port_num_by_type(kType), -1); });
-    EXPECT_NE(out.find("can not find node!\n"), out.rfind("can not find node!\n"));  // lookup and query
+    std::string out =
+        dmtest::capture_stdout([] { EXPECT_EQ(dm_get_card_port_num_by_type(kType), -1); });
+    EXPECT_NE(out.find("can not find node!\n"),
+              out.rfind("can not find node!\n"));  // lookup and query
 
     dp_lib_card_type_info_t card = make_card(kType, 2);
     card.lport_poe_support[3] = card.lport_poe_support[255] = 1;
@@ -75,7 +77,8 @@ TEST(CardCfg, ChipArraysOfThisCard)
     EXPECT_EQ(types[7], 107);
     std::free(types);
     EXPECT_EQ(dm_get_max_port_by_unit(7), 67);  // not compared with the chip count
-    EXPECT_TRUE(has(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_max_port_by_unit(8), -1); }), ">:param error\n"));
+    EXPECT_TRUE(has(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_max_port_by_unit(8), -1); }),
+                    ">:param error\n"));
 
     dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType + 1, -1));
     this_card(kType + 1);

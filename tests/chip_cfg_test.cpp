@@ -43,7 +43,8 @@ TEST(ChipCfg, ByChipTypeAndByUnit)
 {
     this_card(DM_TYPE_LC, 3);
     send_chip(101, -2, 0x7F);  // unit 2's chip type 102 is never announced
-    EXPECT_EQ(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_chip_family(102), -1); }), "");  // quiet miss
+    EXPECT_EQ(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_chip_family(102), -1); }),
+              "");  // quiet miss
     EXPECT_EQ(dm_get_invalid_port(1), 0x7F);
 
     std::string out = dmtest::capture_stdout([] {
@@ -56,7 +57,8 @@ TEST(ChipCfg, ByChipTypeAndByUnit)
     EXPECT_TRUE(has(out, "can not find chip cfg (102).\n"));
 
     this_card(DM_TYPE_MB, 3);
-    EXPECT_TRUE(has(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_invalid_port(0), 0); }), "not lc or msc!\n"));
+    EXPECT_TRUE(has(dmtest::capture_stdout([] { EXPECT_EQ(dm_get_invalid_port(0), 0); }),
+                    "not lc or msc!\n"));
 }
 
 // A card type claiming 12 chips describes 8: unit 8 is refused instead of

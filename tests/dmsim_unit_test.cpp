@@ -104,9 +104,9 @@ TEST(DmsimResult, ExpectationsCompareValuesNotText)
     r.add_unset("unit");
     r.add_null("cfg");
     r.add_int("pinfo.ifx", 0x1005, Fmt::Hex);
-    for (const char *clause : {"phyid=mod_port(32,10)", "phyid=117448714", "ok=true",
-                               "ports=[5-7]", "name~LC8", "unit=unset", "cfg=null", "ret!=-1",
-                               "pinfo.ifx=0x1005"}) {
+    for (const char *clause :
+         {"phyid=mod_port(32,10)", "phyid=117448714", "ok=true", "ports=[5-7]", "name~LC8",
+          "unit=unset", "cfg=null", "ret!=-1", "pinfo.ifx=0x1005"}) {
         EXPECT_TRUE(holds(r, clause));
     }
     std::string why;

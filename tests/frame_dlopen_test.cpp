@@ -134,20 +134,26 @@ TEST(Frame, DataMessagesAreCheckedBeforeTheyAreRouted)
 {
     load_library();
     dm_host_set_dbg_level(LIB_DBG_WARN);
-    const std::vector<uint8_t> empty = message(DP_LIB_MSG_FC_START_CFG_OVER, DP_LIB_MOD_PD, 0, nullptr, 0);
+    const std::vector<uint8_t> empty =
+        message(DP_LIB_MSG_FC_START_CFG_OVER, DP_LIB_MOD_PD, 0, nullptr, 0);
     EXPECT_NE(send_raw(empty, 15).find("param error!\n"), std::string::npos);
-    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PI, 0, nullptr, 0), 16).find("param error!\n"), std::string::npos);
-    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 4, nullptr, 0), 16).find("param error!\n"), std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PI, 0, nullptr, 0), 16).find("param error!\n"),
+              std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 4, nullptr, 0), 16).find("param error!\n"),
+              std::string::npos);
     // Negative lengths on either side are refused, not compared as huge sizes.
-    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, -1, nullptr, 0), 16).find("param error!\n"), std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, -1, nullptr, 0), 16).find("param error!\n"),
+              std::string::npos);
     EXPECT_NE(send_raw(empty, -1).find("param error!\n"), std::string::npos);
     // A longer buffer is fine; an unknown identifier is reported.
     const int pad = 0;
-    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 0, &pad, 4), 20).find("msg 14 is not support!\n"), std::string::npos);
+    EXPECT_NE(send_raw(message(14, DP_LIB_MOD_PD, 0, &pad, 4), 20).find("msg 14 is not support!\n"),
+              std::string::npos);
     // A payload shorter than its handler reads is refused before the handler runs.
     dp_lib_port_t port = {};
     const auto short_port = message(DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, 123, &port, 123);
-    EXPECT_NE(send_raw(short_port, static_cast<int>(short_port.size())).find("msg 0 is too short"), std::string::npos);
+    EXPECT_NE(send_raw(short_port, static_cast<int>(short_port.size())).find("msg 0 is too short"),
+              std::string::npos);
 }
 
 TEST(Frame, EventsReachTheApplicationOnItsThreadInOrder)
@@ -244,7 +250,8 @@ TEST(Frame, PortValidityWithoutAnRpcHandlerOrTooShortIsRefused)
 
     // A request whose payload is shorter than 12 bytes is not read.
     dm_host_set_dbg_level(LIB_DBG_WARN);
-    std::string out = dmtest::capture_stdout([&] { r = port_valid(0x01003000, 1, 1, DP_LIB_MOD_PD, 8); });
+    std::string out =
+        dmtest::capture_stdout([&] { r = port_valid(0x01003000, 1, 1, DP_LIB_MOD_PD, 8); });
     EXPECT_EQ(r.ack_len, -7);
     EXPECT_NE(out.find("msg 6 is too short"), std::string::npos);
 }

@@ -79,8 +79,7 @@ struct loop_thread {
               dev_event_thread_prototype(list, h);
               returned = true;
           })
-    {
-    }
+    {}
     ~loop_thread()
     {
         if (returned) {

@@ -38,7 +38,8 @@ TEST(Ids, CardAndSlotConvertersRoundTrip)
 TEST(Ids, PortTableKeysDropWhatDoesNotFit)
 {
     // unit 9 of a unit_port_phyid keeps only its low three bits in a dm_phyid.
-    EXPECT_EQ(dm_phyid_from_unit_port_phyid(dm_unit_port_phyid(1, 3, 9, 10)), dm_phyid_make(1, 3, 1, 10));
+    EXPECT_EQ(dm_phyid_from_unit_port_phyid(dm_unit_port_phyid(1, 3, 9, 10)),
+              dm_phyid_make(1, 3, 1, 10));
     EXPECT_EQ(dm_lport_phyid_make(9, 10), dm_lport_phyid_make(1, 10));
     // A chip port above 255 fits a dm_phyid and an lport_phyid, not a form-8 phyid.
     EXPECT_EQ(dm_phyid_make(1, 3, 1, 300) & 0x1FF, 300);

@@ -42,7 +42,9 @@ void this_card_in_slot(int slot)
 TEST(LocalPort, FirstRecordOfAKeyIsIndexedTheOthersOnlyScanned)
 {
     this_card_in_slot(kMySlot);
-    std::string out = dmtest::capture_stdout([] { send_lports({rec(1, 0x205), rec(2, 0x205), rec(3, 0)}); });
+    std::string out = dmtest::capture_stdout([] {
+        send_lports({rec(1, 0x205), rec(2, 0x205), rec(3, 0)});
+    });
     EXPECT_EQ(out.substr(out.find(">:")), ">:Insert dm_my_lport_phyid_root fail!\n");  // once
     EXPECT_EQ(dm_get_my_lport_num(), 3);
     EXPECT_TRUE(has(dmtest::log_lines().back(), ">:my port num: 3"));
@@ -69,7 +71,9 @@ TEST(LocalPort, NoTableEmptyTableAndReplacement)
 {
     this_card_in_slot(kMySlot);
     int unit = 0, port = 0, slot = 0, lport = 0;
-    auto ask_lport_1 = [&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(kMySlot, 1, &unit, &port), -1); };
+    auto ask_lport_1 = [&] {
+        EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(kMySlot, 1, &unit, &port), -1);
+    };
     EXPECT_TRUE(has(dmtest::capture_stdout(ask_lport_1), "no info!\n"));
 
     send_lports({});  // an empty list is a table: the port is missing, not the table
@@ -124,7 +128,8 @@ TEST(LocalPort, ManagementBoardAnswersForOtherSlots)
     int unit = 0, port = 0;
     ASSERT_EQ(dm_local_get_unit_port_from_slot_lport(3, 5, &unit, &port), 0);
     EXPECT_EQ(unit * 100 + port, 117);
-    std::string out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(3, 0, &unit, &port), -1); });
+    std::string out = dmtest::capture_stdout(
+        [&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(3, 0, &unit, &port), -1); });
     EXPECT_TRUE(has(out, "invalid lport. unit:-1, port:0\r\n"));
     EXPECT_EQ(unit, -1);  // written before it is refused
 
@@ -135,12 +140,14 @@ TEST(LocalPort, ManagementBoardAnswersForOtherSlots)
         EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(4, 5, &unit, &port), -1);
         EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(7, 5, &unit, &port), -1);
     });
-    EXPECT_NE(out.find("invalid lport. unit:-1, port:-1\r\n"), out.rfind("invalid lport. unit:-1, port:-1\r\n"));
+    EXPECT_NE(out.find("invalid lport. unit:-1, port:-1\r\n"),
+              out.rfind("invalid lport. unit:-1, port:-1\r\n"));
     EXPECT_TRUE(has(out, "slot:4 card type(97) invalid\r\n"));
     EXPECT_TRUE(has(out, "card 7 offline\r\n"));
 
     this_card_in_slot(kMySlot);  // a line card refuses, naming its own slot
-    out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(4, 5, &unit, &port), -1); });
+    out = dmtest::capture_stdout(
+        [&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(4, 5, &unit, &port), -1); });
     EXPECT_TRUE(has(out, "slot 3 is not manage board\r\n"));
 }
 
@@ -170,7 +177,8 @@ TEST(LocalPortConcurrency, ReplaceWhileReadersConvert)
                     !(unit == 0 && port == l + 10) && !(unit == 1 && port == l + 40)) {
                     ++bad;
                 }
-                if (dm_local_get_slot_lport_from_unit_port(l % 2, l % 2 ? l + 40 : l + 10, &slot, &lport) == 0 &&
+                if (dm_local_get_slot_lport_from_unit_port(l % 2, l % 2 ? l + 40 : l + 10, &slot,
+                                                           &lport) == 0 &&
                     lport != l) {
                     ++bad;
                 }

@@ -41,7 +41,8 @@ TEST(Lphyid, EdgesOfEachConversion)
 {
     build_chassis();
     bool global = false;
-    std::string out = dmtest::capture_stdout([&] { EXPECT_EQ(dm_phyid_is_global(0x05000000, &global), -1); });
+    std::string out =
+        dmtest::capture_stdout([&] { EXPECT_EQ(dm_phyid_is_global(0x05000000, &global), -1); });
     EXPECT_TRUE(has(out, "invalid port phyid\n"));
     add_port(3, 5, 7, 0x20);  // device 3's port in the same slot
     // The device id is ORed in, not written: 0x06020305 is looked up as 0x06030305.
@@ -69,7 +70,8 @@ TEST(Lphyid, EdgesOfEachConversion)
     dp_lib_lport_t info;
     ASSERT_EQ(dm_local_get_pinfo_by_lphyid(0x0700100C, &info), 0);
     EXPECT_EQ(info.lport, 5);
-    EXPECT_TRUE(has(dmtest::capture_stdout([&] { EXPECT_EQ(dm_local_get_pinfo_by_lphyid(0x05000000, &info), -1); }),
+    EXPECT_TRUE(has(dmtest::capture_stdout(
+                        [&] { EXPECT_EQ(dm_local_get_pinfo_by_lphyid(0x05000000, &info), -1); }),
                     "dev_type = 5\n"));
 
     dm_host_set_my_card(dm_node_make(0, 3), 3, 0x51, DM_TYPE_LC);  // device id unknown

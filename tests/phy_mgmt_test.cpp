@@ -47,10 +47,9 @@ TEST(PhyMgmt, ConversionEdges)
     EXPECT_EQ(dm_get_dev_slot_from_phy_mgmt_phyid(0x0F011E02, &dev, &slot), -1);
     EXPECT_EQ(dev, -9);
     // Refused: slot 29, a sub-slot, a slot that would spill out of its byte.
-    for (int bad :
-         {dm_get_phy_mgmt_phyid_from_dev_slot(1, 29),
-          dm_get_phy_mgmt_phyid_from_dev_slot(1, (1 << 10) | 30),
-          dm_get_phy_mgmt_phyid_from_dev_slot_lport(1, 0x8000 | 30, 0)}) {
+    for (int bad : {dm_get_phy_mgmt_phyid_from_dev_slot(1, 29),
+                    dm_get_phy_mgmt_phyid_from_dev_slot(1, (1 << 10) | 30),
+                    dm_get_phy_mgmt_phyid_from_dev_slot_lport(1, 0x8000 | 30, 0)}) {
         EXPECT_EQ(bad, -1);
     }
 }

@@ -49,11 +49,13 @@ TEST(Routing, EveryDataMessageReachesItsOwnHandler)
         const std::string out = send_zeroed(msgid);
         const auto it = routes.find(msgid);
         if (it == routes.end()) {
-            EXPECT_NE(out.find("msg " + std::to_string(msgid) + " is not support!\n"), std::string::npos)
+            EXPECT_NE(out.find("msg " + std::to_string(msgid) + " is not support!\n"),
+                      std::string::npos)
                 << msgid;
             continue;
         }
-        EXPECT_NE(out.find(">>>>i = " + std::to_string(it->second.first) + "\r\n"), std::string::npos)
+        EXPECT_NE(out.find(">>>>i = " + std::to_string(it->second.first) + "\r\n"),
+                  std::string::npos)
             << msgid << ": " << out;
         if (msgid != DP_LIB_MSG_PORT_PRE_INST_DONE) {
             EXPECT_NE(out.find(it->second.second), std::string::npos) << msgid << ": " << out;
@@ -119,10 +121,11 @@ TEST(Routing, EveryDeviceEventReachesTheApplication)
 
     const auto got = dmtest::wait_events(4);
     ASSERT_EQ(got.size(), 4u);
-    const std::vector<std::pair<int, size_t>> want = {{DEV_MSG_CHIPIP_ALLOC, sizeof(dm_chipid_alloc_t)},
-                                                      {DEV_MSG_FC_START_CFG_OVER, 0},
-                                                      {DEV_MSG_FC_SAVE_CFG, 0},
-                                                      {DEV_MSG_PRE_INST_PORT_SYNC_DONE, 0}};
+    const std::vector<std::pair<int, size_t>> want = {
+        {DEV_MSG_CHIPIP_ALLOC, sizeof(dm_chipid_alloc_t)},
+        {DEV_MSG_FC_START_CFG_OVER, 0},
+        {DEV_MSG_FC_SAVE_CFG, 0},
+        {DEV_MSG_PRE_INST_PORT_SYNC_DONE, 0}};
     for (size_t i = 0; i < want.size(); ++i) {
         EXPECT_EQ(got[i].msg_id, want[i].first);
         EXPECT_EQ(got[i].data.size(), want[i].second);

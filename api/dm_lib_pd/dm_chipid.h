@@ -119,11 +119,13 @@ DM_API int dm_get_dev_slot_unit_by_dune_chipid(int chipid, int *dev, int *slot, 
  * lands 320 below slot 1 (negative for device 1) and slots 17..31 in the
  * next device's range; the round trip holds for slots 1..16. -2 for any
  * argument out of range or a null output. */
-DM_API int dm_get_sysport_from_dev_slot_unit_port(int dev, int slot, int unit, int port, int *sysport);
+DM_API int dm_get_sysport_from_dev_slot_unit_port(int dev, int slot, int unit, int port,
+                                                  int *sysport);
 
 /* Device, slot, unit and port of a system port 0..20479 (ports 32..39 and
  * devices 3 and 4 decode too). -2 out of range or a null output. */
-DM_API int dm_get_dev_slot_unit_port_from_sysport(int sysport, int *dev, int *slot, int *unit, int *port);
+DM_API int dm_get_dev_slot_unit_port_from_sysport(int sysport, int *dev, int *slot, int *unit,
+                                                  int *port);
 
 #ifdef __cplusplus
 }

@@ -116,8 +116,8 @@ DM_ID_FN int dm_mod_port_port(int phyid) { return (int)(DM_U32(phyid) & 0xFFu); 
  * dm_unit_port_phyid(1, 3, 1, 10) is 0x0804310A. */
 DM_ID_FN int dm_unit_port_phyid(int devid, int slot, int unit, int port)
 {
-    return (int)(0x08000000u | (DM_U32(devid) << 18) | (DM_U32(slot) << 12) |
-                 (DM_U32(unit) << 8) | DM_U32(port));
+    return (int)(0x08000000u | (DM_U32(devid) << 18) | (DM_U32(slot) << 12) | (DM_U32(unit) << 8) |
+                 DM_U32(port));
 }
 /* Device number of a unit_port_phyid (bits 23..18); 0 in the local form. */
 DM_ID_FN int dm_unit_port_devid(int phyid) { return (int)((DM_U32(phyid) >> 18) & 0x3Fu); }

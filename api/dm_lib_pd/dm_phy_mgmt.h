@@ -65,7 +65,8 @@ DM_API int dm_get_phy_mgmt_phyid_from_dev_slot_lport(int dev_id, int slot_id, in
  * output or an invalid phyid (warning "invalid parameter"). */
 DM_API int dm_get_dev_slot_from_phy_mgmt_phyid(int phyid, int *dev_id, int *slot_id);
 /* Device, slot byte and port of a valid management-port phyid; 0 or -1 as above. */
-DM_API int dm_get_dev_slot_lport_from_phy_mgmt_phyid(int phyid, int *dev_id, int *slot_id, int *lport);
+DM_API int dm_get_dev_slot_lport_from_phy_mgmt_phyid(int phyid, int *dev_id, int *slot_id,
+                                                     int *lport);
 /* The phyids of port `lport` of `ifx` on both devices, slots 30 and 31:
  * (1, 30), (1, 31), (2, 30), (2, 31). *num is the room in `phyid` (at least
  * 4) on entry and the count written (always 4: devices above 2 are never

@@ -53,32 +53,41 @@ extern "C" {
 /* Children of mode `mode` (-1: default) of this card's port `lport` (0..255):
  * *unit, their chip ports in child_port, their count. 0; -1 on any failure,
  * including a mode without children. */
-DM_API int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int *child_port,
+                                                    int *child_port_num);
 /* The same for the default mode. */
-DM_API int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port,
+                                                   int *child_port_num);
 /* Every mode of this card's port `lport`: *unit, mode_id[i], port_num[i] and
  * the children of all modes in mode order in child_port (note: child_port
  * before port_num). The number of modes (0 or more); -1 on failure. */
-DM_API int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_id, int *child_port, int *port_num);
+DM_API int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_id,
+                                                      int *child_port, int *port_num);
 /* Children of mode `mode` (-1: default) of port `lport` of the card at
  * `node`. 0 (a mode without children gives a count of 0); -1 on any failure. */
-DM_API int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit,
+                                              int *child_port, int *child_port_num);
 /* The same for the default mode. */
-DM_API int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port,
+                                                  int *child_port_num);
 /* Every mode of port `lport` of the card at `node` (port_num before
  * child_port). The number of modes; -1 on failure. */
-DM_API int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mode_id, int *port_num, int *child_port);
+DM_API int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mode_id,
+                                                int *port_num, int *child_port);
 /* Children of mode `mode` (-1: default) from the port table alone. 0 (a mode
  * without children gives a count of 0); -1 bad arguments; -2 the node is a
  * sub-card; -3 the parent port is not in the port table; -4 it is not a
  * parent; -5 no such mode, a child port missing from the port table, or a
  * description larger than its arrays. */
-DM_API int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *unit,
+                                                  int *child_port, int *child_port_num);
 /* The same for the default mode. */
-DM_API int dm_get_child_unit_port_from_node_lport_gms(int node, int lport, int *unit, int *child_port, int *child_port_num);
+DM_API int dm_get_child_unit_port_from_node_lport_gms(int node, int lport, int *unit,
+                                                      int *child_port, int *child_port_num);
 /* Every mode from the port table alone (port_num before child_port). The
  * number of modes; -1 to -5 as the by-mode query. */
-DM_API int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int *mode_id, int *port_num, int *child_port);
+DM_API int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int *mode_id,
+                                                    int *port_num, int *child_port);
 
 #ifdef __cplusplus
 }

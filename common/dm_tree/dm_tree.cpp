@@ -15,10 +15,7 @@ int compare_node(const void *a, const void *b)
     return (ka > kb) - (ka < kb);
 }
 
-static void dm_tree_destrory_free_node(void *node)
-{
-    std::free(node);
-}
+static void dm_tree_destrory_free_node(void *node) { std::free(node); }
 
 int dm_tree_init_root(dm_tree_root_t *root)
 {

@@ -127,8 +127,7 @@ std::vector<Event> wait_events(size_t n, int timeout_ms)
 {
     app_state &s = app();
     std::unique_lock<std::mutex> lk(s.mu);
-    s.cv.wait_for(lk, std::chrono::milliseconds(timeout_ms),
-                  [&] { return s.events.size() >= n; });
+    s.cv.wait_for(lk, std::chrono::milliseconds(timeout_ms), [&] { return s.events.size() >= n; });
     return s.events;
 }
 
@@ -235,8 +234,8 @@ ScratchDir::ScratchDir()
         old_ = cwd;
     }
     const char *tmp = std::getenv("TMPDIR");
-    std::string templ = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
-                        "/dm_test_XXXXXX";
+    std::string templ =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/dm_test_XXXXXX";
     if (mkdtemp(templ.data()) == nullptr) {
         ADD_FAILURE() << "mkdtemp failed for " << templ;
         return;

@@ -214,9 +214,10 @@ bool addr_lib_records_present(const addr_lib_sync_head_t &head)
 chipid_slot_t addr_lib_record_at(const void *data_buf, int i)
 {
     chipid_slot_t rec;
-    std::memcpy(&rec, static_cast<const char *>(data_buf) + kSyncHeadLen +
-                                static_cast<size_t>(i) * kSlotRecLen,
-                sizeof rec);
+    std::memcpy(
+        &rec,
+        static_cast<const char *>(data_buf) + kSyncHeadLen + static_cast<size_t>(i) * kSlotRecLen,
+        sizeof rec);
     return rec;
 }
 

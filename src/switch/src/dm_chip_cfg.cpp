@@ -54,8 +54,8 @@ int dm_collect_chip_ports(const dp_lib_card_type_info_t &cfg, int node, int unit
         }
         int chip_unit = 0;
         int chip_port = 0;
-        if (dm_get_unit_port_from_phyid(dm_slot_lport_phyid(devid, slot, l), &chip_unit, &chip_port) !=
-            0) {
+        if (dm_get_unit_port_from_phyid(dm_slot_lport_phyid(devid, slot, l), &chip_unit,
+                                        &chip_port) != 0) {
             DM_WARN("can not find node!\n");
             continue;
         }
@@ -73,7 +73,8 @@ void dp_lib_set_chip_cfg_info(void *data)
         return;
     }
     int32_t chip_type;  // the payload may be unaligned
-    std::memcpy(&chip_type, static_cast<const char *>(data) + offsetof(dp_lib_chip_info_t, chip_type),
+    std::memcpy(&chip_type,
+                static_cast<const char *>(data) + offsetof(dp_lib_chip_info_t, chip_type),
                 sizeof chip_type);
     DM_VERBOSE("get chip cfg type = %d.\n", chip_type);
     // The host's insertion service copies the record and takes the index's

@@ -22,15 +22,20 @@ const dm_info_data_handle_t dp_pd_data_handle[] = {
     {DP_LIB_MSG_PORT_INFO, dp_lib_add_port, static_cast<int>(sizeof(dp_lib_port_t)), nullptr},
     {DP_LIB_MSG_PORT_IFX, dp_lib_set_ifx, static_cast<int>(sizeof(dp_lib_port_ifx_msg_t)), nullptr},
     {DP_LIB_MSG_PORT_RMV, dp_lib_rmv_port, static_cast<int>(sizeof(int32_t)), nullptr},
-    {DP_LIB_MSG_CARD_CFG, dp_lib_card_cfg, static_cast<int>(sizeof(dp_lib_card_type_info_t)), nullptr},
-    {DP_LIB_MSG_CHIP_CFG, dp_lib_set_chip_cfg_info, static_cast<int>(sizeof(dp_lib_chip_info_t)), nullptr},
-    {DP_LIB_MSG_MY_LPORT_CFG, dp_lib_set_my_lport, DP_LIB_MY_LPORT_HEAD_LEN, dp_lib_my_lport_msg_len},
+    {DP_LIB_MSG_CARD_CFG, dp_lib_card_cfg, static_cast<int>(sizeof(dp_lib_card_type_info_t)),
+     nullptr},
+    {DP_LIB_MSG_CHIP_CFG, dp_lib_set_chip_cfg_info, static_cast<int>(sizeof(dp_lib_chip_info_t)),
+     nullptr},
+    {DP_LIB_MSG_MY_LPORT_CFG, dp_lib_set_my_lport, DP_LIB_MY_LPORT_HEAD_LEN,
+     dp_lib_my_lport_msg_len},
     {DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_set_phy_mgmt_ifx,
      static_cast<int>(sizeof(dp_lib_phy_mgmt_ifx_msg_t)), nullptr},
-    {DP_LIB_MSG_FC_START_CFG_BEGIN, dm_fc_lib_start_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
+    {DP_LIB_MSG_FC_START_CFG_BEGIN, dm_fc_lib_start_cfg_begin, static_cast<int>(sizeof(int32_t)),
+     nullptr},
     {DP_LIB_MSG_FC_START_CFG, dm_fc_lib_start_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
     {DP_LIB_MSG_FC_START_CFG_OVER, dm_fc_lib_start_cfg_over, 0, nullptr},
-    {DP_LIB_MSG_FC_SAVE_CFG_BEGIN, dm_fc_lib_save_cfg_begin, static_cast<int>(sizeof(int32_t)), nullptr},
+    {DP_LIB_MSG_FC_SAVE_CFG_BEGIN, dm_fc_lib_save_cfg_begin, static_cast<int>(sizeof(int32_t)),
+     nullptr},
     {DP_LIB_MSG_FC_SAVE_CFG, dm_fc_lib_save_cfg, DP_LIB_FC_CFG_HEAD_LEN, dm_fc_lib_chunk_len},
     {DP_LIB_MSG_FC_SAVE_CFG_OVER, dm_fc_lib_save_cfg_over, 0, nullptr},
     {DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_port_pre_inst_done_handle,
@@ -92,11 +97,8 @@ int dm_dev_info_client_init(void)
         return -1;
     }
     lib_modu_handle_t handles = {
-        dm_dev_info_client_data_handle,
-        dm_dev_info_client_rpc_handle,
-        nullptr,
-        dm_dev_info_client_batch_handle,
-        dm_dev_info_client_debug_show_handle,
+        dm_dev_info_client_data_handle,  dm_dev_info_client_rpc_handle,        nullptr,
+        dm_dev_info_client_batch_handle, dm_dev_info_client_debug_show_handle,
     };
     ret = dm_dp_lib_reg_dispatch_msg_handler(DP_LIB_MOD_PD, &handles);
     if (ret != 0) {
@@ -160,7 +162,8 @@ void dm_dev_info_client_rpc_handle(void *req_buf, int req_len, int *ack_len)
         std::memcpy(work, req_buf, std::min<size_t>(static_cast<size_t>(req_len), sizeof work));
         ret = row.rpc_f(work, ack_len);
         if (*ack_len > req_len) {
-            DM_WARN("reply of %d bytes does not fit the request buffer of %d!\n", *ack_len, req_len);
+            DM_WARN("reply of %d bytes does not fit the request buffer of %d!\n", *ack_len,
+                    req_len);
             const int32_t refused = -1;
             std::memcpy(work, &refused, sizeof refused);
             *ack_len = static_cast<int>(sizeof refused);

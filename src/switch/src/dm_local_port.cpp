@@ -112,7 +112,8 @@ void dp_lib_set_my_lport(void *data)
             return;
         }
         if (n > 0) {
-            std::memcpy(infos, payload + DP_LIB_MY_LPORT_HEAD_LEN, static_cast<size_t>(n) * kLportRecLen);
+            std::memcpy(infos, payload + DP_LIB_MY_LPORT_HEAD_LEN,
+                        static_cast<size_t>(n) * kLportRecLen);
         }
         dm_lport_infos = infos;
         dm_lport_table_index(n);

@@ -13,7 +13,10 @@
 namespace {
 
 // Fields of a slot_lport_phyid (form 6).
-constexpr int slot_lport_devid(int phyid) { return static_cast<int>((DM_U32(phyid) >> 16) & 0xFFu); }
+constexpr int slot_lport_devid(int phyid)
+{
+    return static_cast<int>((DM_U32(phyid) >> 16) & 0xFFu);
+}
 constexpr int slot_lport_slot(int phyid) { return static_cast<int>((DM_U32(phyid) >> 8) & 0xFFu); }
 constexpr int slot_lport_lport(int phyid) { return static_cast<int>(DM_U32(phyid) & 0xFFu); }
 
@@ -87,8 +90,8 @@ int dm_get_lport_phyid_by_lphyid(int lphyid, int *lport_phyid)
     int ret = 0;
     switch (form) {
     case DM_PHYID_FORM_SLOT_LPORT:
-        ret = dm_local_get_unit_port_from_slot_lport(slot_lport_slot(lphyid), slot_lport_lport(lphyid),
-                                                     &unit, &port);
+        ret = dm_local_get_unit_port_from_slot_lport(slot_lport_slot(lphyid),
+                                                     slot_lport_lport(lphyid), &unit, &port);
         break;
     case DM_PHYID_FORM_MOD_PORT:
         ret = dm_get_node_unit_from_chipid(dm_mod_port_chipid(lphyid), &node, &unit);
@@ -211,8 +214,8 @@ int dm_get_unit_port_from_lphyid(int lphyid, int *unit, int *port)
     int ret = -1;
     switch (dm_phyid_form(lphyid)) {
     case DM_PHYID_FORM_SLOT_LPORT:
-        ret = dm_local_get_unit_port_from_slot_lport(slot_lport_slot(lphyid), slot_lport_lport(lphyid),
-                                                     unit, port);
+        ret = dm_local_get_unit_port_from_slot_lport(slot_lport_slot(lphyid),
+                                                     slot_lport_lport(lphyid), unit, port);
         break;
     case DM_PHYID_FORM_MOD_PORT: {
         *port = dm_mod_port_port(lphyid);

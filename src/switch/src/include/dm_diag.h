@@ -25,10 +25,10 @@ inline bool dm_fc_diag_on(int level)
     return __atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED) <= level;
 }
 
-#define DM_DIAG(level, ...)                                  \
-    do {                                                     \
-        if (dm_diag_on(level))                               \
-            dm_diag_print(__func__, __LINE__, __VA_ARGS__);  \
+#define DM_DIAG(level, ...)                                 \
+    do {                                                    \
+        if (dm_diag_on(level))                              \
+            dm_diag_print(__func__, __LINE__, __VA_ARGS__); \
     } while (0)
 #define DM_VERBOSE(...) DM_DIAG(LIB_DBG_VERBOSE, __VA_ARGS__)
 #define DM_DETAIL(...) DM_DIAG(LIB_DBG_DETAIL, __VA_ARGS__)
@@ -43,10 +43,10 @@ enum {
     DM_FC_LIB_DBG_ERROR = 3,
     DM_FC_LIB_DBG_END = 4,
 };
-#define DM_FC_DIAG(level, ...)                                  \
-    do {                                                        \
-        if (dm_fc_diag_on(level))                               \
-            dm_fc_diag_print(__func__, __LINE__, __VA_ARGS__);  \
+#define DM_FC_DIAG(level, ...)                                 \
+    do {                                                       \
+        if (dm_fc_diag_on(level))                              \
+            dm_fc_diag_print(__func__, __LINE__, __VA_ARGS__); \
     } while (0)
 
 // One line in the host's log file, "<func, line>:" and the text, whatever

@@ -47,7 +47,10 @@ struct DM_CAPABILITY("rwlock") dm_index {
 
     int init() { return dm_tree_init_root(&tree); }
     void *find(int key) DM_REQUIRES_SHARED(this) { return dm_tree_find_node(&tree, key); }
-    int insert(int key, void *data) DM_REQUIRES(this) { return dm_tree_insert_node(&tree, key, data); }
+    int insert(int key, void *data) DM_REQUIRES(this)
+    {
+        return dm_tree_insert_node(&tree, key, data);
+    }
     int remove(int key) DM_REQUIRES(this) { return dm_tree_delete_node(&tree, key); }
     // Frees every node and leaves the index empty.
     void clear() DM_REQUIRES(this)

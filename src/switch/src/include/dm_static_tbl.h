@@ -6,9 +6,9 @@
 #include "dp_pd_common.h"
 
 // The three indexes, started together by dm_lib_static_tbl_init.
-extern dm_index dm_card_cfg_root;       // card_type -> dp_lib_card_type_info_t (host-owned copy)
-extern dm_index dm_chip_cfg_root;       // chip_type -> dp_lib_chip_info_t (host-owned copy)
-extern dm_index dm_my_lport_phyid_root; // lport_phyid -> record inside the local port array
+extern dm_index dm_card_cfg_root;        // card_type -> dp_lib_card_type_info_t (host-owned copy)
+extern dm_index dm_chip_cfg_root;        // chip_type -> dp_lib_chip_info_t (host-owned copy)
+extern dm_index dm_my_lport_phyid_root;  // lport_phyid -> record inside the local port array
 
 int dm_lib_static_tbl_init(void);
 
