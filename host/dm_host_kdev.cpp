@@ -186,8 +186,7 @@ int open_with(open_fn fn, const char *path, int flags, va_list ap)
 
 extern "C" {
 
-int open(const char *path, int flags,
-         ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
+int open(const char *path, int flags, ...)
 {
     va_list ap;
     va_start(ap, flags);
@@ -196,8 +195,7 @@ int open(const char *path, int flags,
     return fd;
 }
 
-int open64(const char *path, int flags,
-           ...)  // NOLINT(readability-inconsistent-declaration-parameter-name)
+int open64(const char *path, int flags, ...)
 {
     va_list ap;
     va_start(ap, flags);
