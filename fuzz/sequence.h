@@ -15,7 +15,6 @@
 namespace dmseq {
 
 constexpr int kChipidNum = 2048;
-constexpr int kFcNumMax = 268435455;
 
 // Port key k (one byte): device, slot, unit and chip port.
 inline int port_dev(int k) { return 1 + ((k >> 7) & 1); }
@@ -36,21 +35,20 @@ struct fc_model {
     std::vector<dm_convert_cfg_t> staging;
     std::vector<dm_convert_cfg_t> committed;
     bool over = false;
-    bool known = true;  // false after a raw message this model cannot follow
 };
 
-// What the current input sent, as the tables must hold it. A "known" flag is
-// cleared when a raw message may have changed that table behind the model.
+// What the current input sent, as the tables must hold it.
 struct model {
     std::map<int, dp_lib_card_type_info_t> cards;  // by card type, the last record sent
     std::map<int, dp_lib_chip_info_t> chips;       // by chip type, the last record sent
-    bool chips_known = true;
-    std::vector<dp_lib_lport_t> lports;  // this card's local port list
-    bool lports_known = true;
-    IFINDEX mgmt[3][2] = {};  // management ports by device and port
-    bool mgmt_known = true;
-    std::array<fc_model, 2> fc;  // the startup and the saved list
-    int my_card_type = 0;        // this card's type, as the host says
+    std::vector<dp_lib_lport_t> lports;            // this card's local port list
+    IFINDEX mgmt[3][2] = {};                       // management ports by device and port
+    std::array<fc_model, 2> fc;                    // the startup and the saved list
+    int my_card_type = 0;                          // this card's type, as the host says
+    // Identifiers of raw messages sent since the model of their table was last
+    // known: such a message may have changed the table behind the model.
+    std::set<int> raw_sent;
+    bool known(int msgid) const { return raw_sent.count(msgid) == 0; }
 };
 
 extern model m;

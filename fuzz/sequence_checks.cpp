@@ -127,7 +127,7 @@ void check_cards()
 
 void check_chips()
 {
-    if (!m.chips_known) {
+    if (!m.known(DP_LIB_MSG_CHIP_CFG)) {
         return;
     }
     for (const auto &[type, want] : m.chips) {
@@ -140,7 +140,7 @@ void check_chips()
 // the list that has it.
 void check_lports()
 {
-    if (!m.lports_known) {
+    if (!m.known(DP_LIB_MSG_MY_LPORT_CFG)) {
         return;
     }
     DM_FUZZ_CHECK(dm_get_my_lport_num() == static_cast<int>(m.lports.size()),
@@ -172,8 +172,9 @@ void check_fc()
 {
     for (int list = 0; list < 2; ++list) {
         const fc_model &f = m.fc[static_cast<size_t>(list)];
-        if (!f.known) {
-            continue;
+        const int begin = list == 0 ? DP_LIB_MSG_FC_START_CFG_BEGIN : DP_LIB_MSG_FC_SAVE_CFG_BEGIN;
+        if (!m.known(begin) || !m.known(begin + 1) || !m.known(begin + 2)) {
+            continue;  // begin, chunk or over sent raw
         }
         for (int round = 0; round < 2; ++round) {
             dm_convert_cfg_t *cfg = nullptr;
@@ -193,32 +194,22 @@ void check_fc()
     }
 }
 
-// Device, then port: the first port of a device wins, device 2 over device 1.
-static bool mgmt_expect(IFINDEX ifx, int *dev, int *lport)
-{
-    bool found = false;
-    for (int d = 1; d <= 2; ++d) {
-        for (int l = 0; l < 2; ++l) {
-            if (m.mgmt[d][l] == ifx) {
-                *dev = d;
-                *lport = l;
-                found = true;
-                break;
-            }
-        }
-    }
-    return found;
-}
-
 void check_mgmt()
 {
-    if (!m.mgmt_known) {
+    if (!m.known(DP_LIB_MSG_PHY_MGMT_IFX)) {
         return;
     }
     for (IFINDEX ifx = 1; ifx < 8; ++ifx) {
+        // Device, then port: the first port of a device wins, device 2 over device 1.
         int want_dev = -1;
         int want_lport = -1;
-        const bool known = mgmt_expect(ifx, &want_dev, &want_lport);
+        for (int i = 0; i < 4 && want_dev < 0; ++i) {  // (2, 0), (2, 1), (1, 0), (1, 1)
+            if (m.mgmt[2 - i / 2][i % 2] == ifx) {
+                want_dev = 2 - i / 2;
+                want_lport = i % 2;
+            }
+        }
+        const bool known = want_dev > 0;
         int dev = -1;
         int lport = -1;
         const int r = dm_get_devid_lport_from_phy_mgmt_ifx(ifx, &dev, &lport);
@@ -228,7 +219,7 @@ void check_mgmt()
         }
         DM_FUZZ_CHECK(dm_get_devid_from_phy_mgmt_ifx(ifx) == (known ? want_dev : -1),
                       static_cast<int>(ifx));
-        int *phyids = static_cast<int *>(std::malloc(4 * sizeof(int)));
+        int phyids[4];
         int num = 4;
         if (dm_get_phyid_from_phy_mgmt_ifx(ifx, phyids, &num) == 0) {
             DM_FUZZ_CHECK(known && (num == 2 || num == 4), num);
@@ -236,7 +227,6 @@ void check_mgmt()
                 DM_FUZZ_CHECK(dm_phyid_is_phy_mgmt_phyid(phyids[i]), phyids[i]);
             }
         }
-        std::free(phyids);
     }
 }
 
