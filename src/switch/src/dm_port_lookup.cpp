@@ -91,6 +91,21 @@ int dm_lib_port_to_dm_port(dp_lib_port_t *lib_pinfo, dm_port_t *dm_pinfo)
     return 0;
 }
 
+// Resolves a phyid of form 6, 7 or 8 for a getter. A miss is warned as
+// "can not find node!" under the getter's own name and line, the way every
+// getter reports it.
+bool dm_resolve_for(const char *func, int line, int phyid, dp_lib_port_t *rec)
+{
+    if (dm_lib_get_pinfo_by_ssphyid(phyid, rec) == 0) {
+        return true;
+    }
+    if (dm_diag_on(LIB_DBG_WARN)) {
+        dm_diag_print(func, line, "can not find node!\n");
+    }
+    return false;
+}
+#define DM_RESOLVE(phyid, rec) dm_resolve_for(__func__, __LINE__, (phyid), (rec))
+
 // Kinds of port attribute answered by the global-or-local getters.
 enum class dm_port_attr { medium_type, type };
 
@@ -105,8 +120,7 @@ int dm_get_port_attr(int phyid, dm_port_attr attr, int *answer)
     }
     if (is_global) {
         dp_lib_port_t pinfo;
-        if (dm_lib_get_pinfo_by_ssphyid(phyid, &pinfo) != 0) {
-            DM_WARN("can not find node!\n");
+        if (!DM_RESOLVE(phyid, &pinfo)) {
             return -1;
         }
         *answer = attr == dm_port_attr::medium_type ? pinfo.medium_type : pinfo.type;
@@ -212,8 +226,7 @@ int dm_get_chipid_port_from_phyid(int phyid, int *chipid, int *port)
         return 0;
     }
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     int first = 0;
@@ -236,8 +249,7 @@ int dm_get_pinfo_by_phyid(int phyid, dm_port_t *pinfo)
     }
     DM_VERBOSE("dm_get_pinfo_by_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     return dm_lib_port_to_dm_port(&rec, pinfo);
@@ -251,8 +263,7 @@ int dm_get_subcard_node_by_phyid(int phyid, int *subcard_node)
     }
     DM_VERBOSE("dm_get_pinfo_by_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     *subcard_node = rec.subcard_node;
@@ -267,8 +278,7 @@ int dm_get_ifindex_from_phyid(int phyid, int *ifindex)
     }
     DM_VERBOSE("dm_get_ifindex_from_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     *ifindex = rec.ifx;
@@ -296,8 +306,7 @@ int dm_get_unit_port_from_phyid(int phyid, int *unit, int *port)
     }
     DM_VERBOSE("dm_get_unit_port_from_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     *unit = rec.l_chipid;
@@ -313,8 +322,7 @@ int dm_get_node_lport_from_phyid(int phyid, int *node, int *lport)
     }
     DM_VERBOSE("dm_get_node_lport_from_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     *node = rec.node;
@@ -330,8 +338,7 @@ int dm_get_sub_node_from_port_phyid(int port_phyid, int *node)
     }
     DM_VERBOSE("dm_get_node_lport_from_phyid phyid = %x!\n", port_phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(port_phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(port_phyid, &rec)) {
         return -2;
     }
     *node = rec.subcard_node;
@@ -346,8 +353,7 @@ int dm_get_port_medium_switch(int phyid, bool *medium_switch)
     }
     DM_VERBOSE("dm_get_port_medium_switch phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return -1;
     }
     *medium_switch = rec.port_switch != 0;
@@ -378,8 +384,7 @@ bool dm_port_is_on_local_device(int phyid)
 {
     DM_VERBOSE("dm_port_is_on_local_device phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(phyid, &rec)) {
         return false;
     }
     return rec.devid == dm_get_my_devid();
@@ -430,8 +435,7 @@ int dm_get_phyid_by_slot_lport(int devid, int slot, int lport, int *phyid)
     const int ss_phyid = dm_slot_lport_phyid(devid, slot, lport);
     DM_VERBOSE("phyid = 0x%x!\n", ss_phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ssphyid(ss_phyid, &rec) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_RESOLVE(ss_phyid, &rec)) {
         return -1;
     }
     return dm_lib_get_mod_port_phyid(&rec, phyid);
