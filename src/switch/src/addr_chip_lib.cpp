@@ -274,6 +274,22 @@ int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
     return 0;
 }
 
+// A copy of the slot record of a card whose chip `unit` exists: 0; -2 or -3 as
+// for the slot, or -2 when the card has fewer chips.
+int addr_lib_slot_of_unit(int unit, int node, chipid_slot_t *slot)
+{
+    const int ret = addr_lib_slot_of_node(node, slot);
+    if (ret != 0) {
+        return ret;
+    }
+    const int unit_num = addr_lib_unit_num(*slot);
+    if (unit >= unit_num) {
+        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
+        return -2;
+    }
+    return 0;
+}
+
 }  // namespace
 
 void addr_chip_lib_reg_pd_frame(void)
@@ -379,14 +395,9 @@ int dm_get_first_chipid_from_unit_node(int unit, int node, int *chipid)
         return -2;
     }
     chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_node(node, &slot);
+    const int ret = addr_lib_slot_of_unit(unit, node, &slot);
     if (ret != 0) {
         return ret;
-    }
-    const int unit_num = addr_lib_unit_num(slot);
-    if (unit >= unit_num) {
-        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
-        return -2;
     }
     *chipid = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(unit)];
     DM_VERBOSE("unit=%d node=%#08x first chipid=%d\r\n", unit, node, *chipid);
@@ -429,14 +440,9 @@ int dm_get_chipid_from_unit_node(int unit, int node, int *chipid, int *chipid_nu
         return -2;
     }
     chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_node(node, &slot);
+    const int ret = addr_lib_slot_of_unit(unit, node, &slot);
     if (ret != 0) {
         return ret;
-    }
-    const int unit_num = addr_lib_unit_num(slot);
-    if (unit >= unit_num) {
-        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
-        return -2;
     }
     const int per_unit = slot.idnum_per_unit;
     if (*chipid_num < per_unit) {
