@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 
-#include "chassis.h"
+#include "alloc_count.h"
 
 extern "C" {
 void *__libc_malloc(size_t size);
@@ -26,7 +26,7 @@ void count() { allocs.fetch_add(1, std::memory_order_relaxed); }
 
 }  // namespace
 
-unsigned long dmbench::allocations() { return allocs.load(std::memory_order_relaxed); }
+unsigned long dm_alloc_count() { return allocs.load(std::memory_order_relaxed); }
 
 extern "C" {
 

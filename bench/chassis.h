@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "addr_common.h"
+#include "alloc_count.h"
 #include "dm_host.h"
 #include "dm_tree.h"
 #include "dp_pd_common.h"
@@ -190,8 +191,7 @@ int floor_call(const Getter &g, Form f, const PortKeys &k, FloorTable &t, FloorC
 
 // ---- counting ----------------------------------------------------------------
 
-// Allocations (malloc, calloc, realloc and the aligned forms) this process
-// made since it started, counted by the program's own allocator entry points.
-unsigned long allocations();
+// Allocations this process made since it started (see alloc_count.h).
+inline unsigned long allocations() { return dm_alloc_count(); }
 
 }  // namespace dmbench

@@ -50,31 +50,6 @@
 
 // ---- counting allocations ---------------------------------------------------------
 
-namespace {
-
-std::atomic<bool> counting{false};
-std::atomic<unsigned long> counted{0};
-
-void note_allocation()
-{
-    if (counting.load(std::memory_order_relaxed)) {
-        counted.fetch_add(1, std::memory_order_relaxed);
-    }
-}
-
-// Allocations made while fn runs (only this thread runs meanwhile).
-template <class Fn>
-unsigned long allocations_in(Fn fn)
-{
-    counted = 0;
-    counting = true;
-    fn();
-    counting = false;
-    return counted.load();
-}
-
-}  // namespace
-
 #ifdef DM_SANITIZER_ALLOCATOR
 // The sanitizer runtimes' allocation hook (declared here: not every compiler
 // ships the runtime's interface headers).
@@ -83,57 +58,33 @@ using free_hook_fn = void (*)(const volatile void *);
 extern "C" int __sanitizer_install_malloc_and_free_hooks(malloc_hook_fn, free_hook_fn);
 
 namespace {
-void on_malloc(const volatile void *, size_t) { note_allocation(); }
+std::atomic<unsigned long> hooked{0};
+void on_malloc(const volatile void *, size_t) { hooked.fetch_add(1, std::memory_order_relaxed); }
 void on_free(const volatile void *) {}
 // The runtime installs a pair only when both hooks are given.
 const int hooks_installed = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
+unsigned long allocations_so_far() { return hooked.load(std::memory_order_relaxed); }
 }  // namespace
 #else
-extern "C" {
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t n, size_t size);
-void *__libc_realloc(void *p, size_t size);
-void *__libc_memalign(size_t align, size_t size);
-void __libc_free(void *p);
-
-void *malloc(size_t size)
-{
-    note_allocation();
-    return __libc_malloc(size);
-}
-void *calloc(size_t n, size_t size)
-{
-    note_allocation();
-    return __libc_calloc(n, size);
-}
-void *realloc(void *p, size_t size)
-{
-    note_allocation();
-    return __libc_realloc(p, size);
-}
-void *memalign(size_t align, size_t size)
-{
-    note_allocation();
-    return __libc_memalign(align, size);
-}
-void *aligned_alloc(size_t align, size_t size)
-{
-    note_allocation();
-    return __libc_memalign(align, size);
-}
-int posix_memalign(void **out, size_t align, size_t size)
-{
-    note_allocation();
-    void *p = __libc_memalign(align, size);
-    if (p == nullptr) {
-        return ENOMEM;
-    }
-    *out = p;
-    return 0;
-}
-void free(void *p) { __libc_free(p); }
-}  // extern "C"
+// The program's own allocator entry points count (bench/alloc_count.cpp).
+#include "../bench/alloc_count.h"
+namespace {
+unsigned long allocations_so_far() { return dm_alloc_count(); }
+}  // namespace
 #endif
+
+namespace {
+
+// Allocations made while fn runs (only this thread runs meanwhile).
+template <class Fn>
+unsigned long allocations_in(Fn fn)
+{
+    const unsigned long before = allocations_so_far();
+    fn();
+    return allocations_so_far() - before;
+}
+
+}  // namespace
 
 // ---- the host's hold on the data handler -------------------------------------------
 
