@@ -1,4 +1,5 @@
-// Locks of the library's tables and the RAII guards that take them.
+// Locks of the library's tables and the RAII guards that take them, and the
+// sequence counter of the tables whose readers take no lock.
 //
 // Every table lock is one of two capability types that clang's thread-safety
 // analysis follows (the attributes are no-ops under gcc):
@@ -9,6 +10,9 @@
 #pragma once
 
 #include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
 
 #include "dm_tree.h"
 
@@ -108,4 +112,80 @@ public:
 
 private:
     pthread_mutex_t *mu_;
+};
+
+// A sequence counter for tables read without a lock. Writers, serialised by
+// the table's own lock, make it odd for the whole of one change and even
+// again after it; a reader that saw the same even value before and after its
+// copy read no part of a change. Readers read the table only through relaxed
+// atomic loads and write nothing shared.
+class dm_seqcount {
+public:
+    uint64_t read_begin() const { return seq_.load(std::memory_order_acquire); }
+    // True when a writer ran since read_begin() returned `seen`: discard the copy.
+    bool read_retry(uint64_t seen) const
+    {
+        std::atomic_thread_fence(std::memory_order_acquire);
+        return seq_.load(std::memory_order_relaxed) != seen;
+    }
+    void write_begin()
+    {
+        seq_.store(seq_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_release);
+    }
+    void write_end()
+    {
+        seq_.store(seq_.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
+
+private:
+    std::atomic<uint64_t> seq_{0};
+};
+
+// Optimistic copies a reader makes before it waits for the writers instead.
+// A message handler holds the counter odd for a few microseconds; under the
+// start-up burst a reader may keep losing the race, and then the writers'
+// lock (taken for reading) lets it in between two handlers.
+constexpr int kDmSeqTries = 64;
+
+// Runs `attempt` (a copy through relaxed atomic loads; false when what it read
+// cannot be whole, such as an index out of range) until one copy overlapped
+// no change; after kDmSeqTries, once more with `writers` held for reading,
+// where no change can run. The copy the caller keeps is the last attempt's.
+template <class Attempt>
+void dm_seq_read(const dm_seqcount &seq, dm_rwlock &writers, Attempt attempt)
+{
+    for (int i = 0; i < kDmSeqTries; ++i) {
+        const uint64_t seen = seq.read_begin();
+        if ((seen & 1) == 0 && attempt() && !seq.read_retry(seen)) {
+            return;
+        }
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    dm_read_guard guard(writers);
+    attempt();
+}
+
+// Holds a table's writers' lock and its sequence counter odd for the scope.
+class DM_SCOPED dm_seq_write_guard {
+public:
+    dm_seq_write_guard(dm_rwlock &writers, dm_seqcount &seq) DM_ACQUIRE(writers)
+        : rw_(dm_native(writers)), seq_(seq)
+    {
+        pthread_rwlock_wrlock(rw_);
+        seq_.write_begin();
+    }
+    ~dm_seq_write_guard() DM_RELEASE()
+    {
+        seq_.write_end();
+        pthread_rwlock_unlock(rw_);
+    }
+    dm_seq_write_guard(const dm_seq_write_guard &) = delete;
+    dm_seq_write_guard &operator=(const dm_seq_write_guard &) = delete;
+
+private:
+    pthread_rwlock_t *rw_;
+    dm_seqcount &seq_;
 };

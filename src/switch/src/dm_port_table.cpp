@@ -1,0 +1,381 @@
+// The chassis port table's storage: record slots, the four open-addressing
+// views and the sequence counter that lets lookups run without a lock.
+//
+// Layout. A record lives in a 128-byte slot of sixteen atomic words; slots
+// come in chunks of kChunkSlots that are allocated once and never freed, so a
+// slot's address stays valid for the life of the process (type-stable
+// memory). A view is a power-of-two array of atomic words, each 0 (empty) or
+// (key << 32 | slot + 1), probed linearly from a Fibonacci hash of the key;
+// word 0 of the array holds its log2 size. A removal shifts the entries after
+// it back instead of leaving a tombstone, so a view never fills with dead
+// entries however ports come and go.
+//
+// Readers. A lookup reads the counter, probes, copies the slot's words, and
+// reads the counter again (dm_seq_read); every load is a relaxed atomic load,
+// so a copy that overlaps a writer is a data race by no definition, only a
+// stale copy, which the second read of the counter throws away. What a racing
+// reader sees may be nonsense (a slot past the chunks, a probe that never
+// meets an empty entry): such an attempt stops at once and is retried. The
+// only pointers a reader follows are a view's current array and a chunk, and
+// neither is ever freed.
+//
+// Reclamation. A view that passes three quarters full moves to an array of
+// twice the size, and the old array is retired, never freed, because a
+// reader may still be probing it. The arrays retired by one view are the
+// sizes it passed through, 64, 128, ..., C/2 entries for a current array of
+// C, which sum to C - 64 < C: the memory retired and not reused is always
+// less than the live arrays' own. Record slots are reused through the free
+// list, never retired, so the chunks hold at most the largest number of
+// ports the table ever had at once, rounded up to a chunk.
+#include "dm_port_table.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr int kSlotWords = 16;  // 124-byte record, rounded up to 8-byte words
+static_assert(sizeof(dp_lib_port_t) <= kSlotWords * sizeof(uint64_t));
+
+struct alignas(64) dm_port_cell {
+    std::atomic<uint64_t> w[kSlotWords];
+};
+
+constexpr uint32_t kChunkShift = 9;
+constexpr uint32_t kChunkSlots = 1u << kChunkShift;  // 64 KiB of records
+constexpr uint32_t kChunks = 8192;                    // 4 Mi ports at most
+
+constexpr uint64_t kMinBits = 6;  // the smallest array: 64 entries
+constexpr uint64_t kMaxBits = 30;
+
+using dm_word = std::atomic<uint64_t>;
+
+uint32_t dm_port_hash(int key, uint64_t bits)
+{
+    return static_cast<uint32_t>(
+        (static_cast<uint64_t>(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull) >>
+        (64 - bits));
+}
+
+uint64_t dm_port_word(int key, dm_port_slot slot)
+{
+    return static_cast<uint64_t>(static_cast<uint32_t>(key)) << 32 | (slot + 1u);
+}
+
+int dm_word_key(uint64_t e) { return static_cast<int>(static_cast<uint32_t>(e >> 32)); }
+dm_port_slot dm_word_slot(uint64_t e) { return static_cast<uint32_t>(e) - 1u; }
+
+// What one probe found.
+enum class dm_probe { hit, miss, torn };
+
+// Probes array `a` for `key`: the entry's index into *at on a hit, the empty
+// index that ended the search on a miss. Bounded by the array's size, so a
+// probe of an array a writer is changing ends (torn) rather than loops.
+dm_probe dm_view_probe(const dm_word *a, int key, uint64_t *entry, uint32_t *at)
+{
+    const uint64_t bits = a[0].load(std::memory_order_relaxed);
+    if (bits < kMinBits || bits > kMaxBits) {
+        return dm_probe::torn;
+    }
+    const uint32_t mask = (1u << bits) - 1u;
+    uint32_t i = dm_port_hash(key, bits);
+    for (uint32_t n = 0; n <= mask; ++n, i = (i + 1) & mask) {
+        const uint64_t e = a[1 + i].load(std::memory_order_relaxed);
+        if (e == 0 || dm_word_key(e) == key) {
+            *entry = e;
+            *at = i;
+            return e == 0 ? dm_probe::miss : dm_probe::hit;
+        }
+    }
+    return dm_probe::torn;
+}
+
+// One keyed view. `cur_` is what readers load; the rest is the writers'.
+class dm_port_view {
+public:
+    const dm_word *current() const { return cur_.load(std::memory_order_acquire); }
+
+    dm_port_slot find(int key) const
+    {
+        const dm_word *a = current();
+        uint64_t e;
+        uint32_t at;
+        if (a == nullptr || dm_view_probe(a, key, &e, &at) != dm_probe::hit) {
+            return kDmNoPort;
+        }
+        return dm_word_slot(e);
+    }
+
+    int insert(int key, dm_port_slot slot)
+    {
+        if (find(key) != kDmNoPort) {
+            return 1;
+        }
+        if (!room_for_one_more()) {
+            return -1;
+        }
+        // Room is left, so the probe ends on an empty entry.
+        dm_word *a = cur_.load(std::memory_order_relaxed);
+        uint64_t e = 0;
+        uint32_t at = 0;
+        dm_view_probe(a, key, &e, &at);
+        a[1 + at].store(dm_port_word(key, slot), std::memory_order_relaxed);
+        ++count_;
+        return 0;
+    }
+
+    // Backward-shift removal: every entry after the hole that may sit there
+    // (its home is not between the hole and itself) moves up into it.
+    void erase(int key)
+    {
+        dm_word *a = cur_.load(std::memory_order_relaxed);
+        uint64_t e;
+        uint32_t hole;
+        if (a == nullptr || dm_view_probe(a, key, &e, &hole) != dm_probe::hit) {
+            return;
+        }
+        const uint64_t bits = a[0].load(std::memory_order_relaxed);
+        const uint32_t mask = (1u << bits) - 1u;
+        for (uint32_t j = (hole + 1) & mask;; j = (j + 1) & mask) {
+            const uint64_t next = a[1 + j].load(std::memory_order_relaxed);
+            if (next == 0) {
+                break;
+            }
+            const uint32_t home = dm_port_hash(dm_word_key(next), bits);
+            if (((j - home) & mask) >= ((j - hole) & mask)) {
+                a[1 + hole].store(next, std::memory_order_relaxed);
+                hole = j;
+            }
+        }
+        a[1 + hole].store(0, std::memory_order_relaxed);
+        --count_;
+    }
+
+    // Every entry, in array order.
+    template <class Visit>
+    void each(Visit visit) const
+    {
+        const dm_word *a = current();
+        if (a == nullptr) {
+            return;
+        }
+        const uint32_t size = 1u << a[0].load(std::memory_order_relaxed);
+        for (uint32_t i = 0; i < size; ++i) {
+            const uint64_t e = a[1 + i].load(std::memory_order_relaxed);
+            if (e != 0) {
+                visit(dm_word_key(e), dm_word_slot(e));
+            }
+        }
+    }
+
+private:
+    // Keeps the load at most three quarters after one more entry, growing
+    // into a new array of twice the size; false when memory is short.
+    bool room_for_one_more()
+    {
+        const dm_word *a = cur_.load(std::memory_order_relaxed);
+        const uint64_t bits = a == nullptr ? 0 : a[0].load(std::memory_order_relaxed);
+        if (a != nullptr && (count_ + 1) * 4 <= (uint64_t{1} << bits) * 3) {
+            return true;
+        }
+        const uint64_t new_bits = a == nullptr ? kMinBits : bits + 1;
+        if (new_bits > kMaxBits) {
+            return false;
+        }
+        const size_t size = size_t{1} << new_bits;
+        std::unique_ptr<dm_word[]> grown(new (std::nothrow) dm_word[size + 1]);
+        if (grown == nullptr) {
+            return false;
+        }
+        grown[0].store(new_bits, std::memory_order_relaxed);
+        const uint32_t mask = static_cast<uint32_t>(size - 1);
+        each([&](int key, dm_port_slot slot) {
+            uint32_t i = dm_port_hash(key, new_bits);
+            while (grown[1 + i].load(std::memory_order_relaxed) != 0) {
+                i = (i + 1) & mask;
+            }
+            grown[1 + i].store(dm_port_word(key, slot), std::memory_order_relaxed);
+        });
+        cur_.store(grown.get(), std::memory_order_release);
+        // The previous array stays in arrays_: a reader may still be in it.
+        arrays_[arrays_made_++] = std::move(grown);
+        return true;
+    }
+
+public:
+    uint64_t count() const { return count_; }
+
+private:
+    std::atomic<dm_word *> cur_{nullptr};
+    uint64_t count_ = 0;
+    // Every array the view has had, the current one last; never freed.
+    std::unique_ptr<dm_word[]> arrays_[kMaxBits - kMinBits + 1];
+    size_t arrays_made_ = 0;
+};
+
+struct dm_port_table {
+    // Serialises the writers; a reader takes it for reading only after
+    // kDmSeqTries lost races, and the show to copy a snapshot.
+    dm_rwlock dm_port_rwlock;
+    dm_seqcount seq;
+    std::atomic<dm_port_cell *> chunks[kChunks] = {};
+    uint32_t slots_made = 0;             // writers only
+    dm_port_slot free_head = kDmNoPort;  // writers only; linked through word 0
+    dm_port_view views[kDmPortKeys];
+};
+
+dm_port_table tbl;
+
+dm_port_view &dm_view(dm_port_key by) { return tbl.views[static_cast<int>(by)]; }
+
+// The slot's cell, or null for a slot no chunk holds (a torn read).
+dm_port_cell *dm_port_cell_of(dm_port_slot slot)
+{
+    const uint32_t chunk = slot >> kChunkShift;
+    if (chunk >= kChunks) {
+        return nullptr;
+    }
+    dm_port_cell *c = tbl.chunks[chunk].load(std::memory_order_acquire);
+    return c == nullptr ? nullptr : c + (slot & (kChunkSlots - 1));
+}
+
+bool dm_port_copy_words(dm_port_slot slot, uint64_t (&words)[kSlotWords])
+{
+    const dm_port_cell *cell = dm_port_cell_of(slot);
+    if (cell == nullptr) {
+        return false;
+    }
+    for (int i = 0; i < kSlotWords; ++i) {
+        words[i] = cell->w[i].load(std::memory_order_relaxed);
+    }
+    return true;
+}
+
+dp_lib_port_t dm_port_from_words(const uint64_t (&words)[kSlotWords])
+{
+    dp_lib_port_t rec;
+    std::memcpy(&rec, words, sizeof rec);
+    return rec;
+}
+
+}  // namespace
+
+bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out)
+{
+    const dm_port_view &view = dm_view(by);
+    uint64_t words[kSlotWords];
+    bool hit = false;
+    dm_seq_read(tbl.seq, tbl.dm_port_rwlock, [&] {
+        hit = false;
+        const dm_word *a = view.current();
+        if (a == nullptr) {
+            return true;
+        }
+        uint64_t e;
+        uint32_t at;
+        switch (dm_view_probe(a, key, &e, &at)) {
+        case dm_probe::miss:
+            return true;
+        case dm_probe::torn:
+            return false;
+        case dm_probe::hit:
+            break;
+        }
+        hit = dm_port_copy_words(dm_word_slot(e), words);
+        return hit;
+    });
+    if (hit) {
+        std::memcpy(out, words, sizeof *out);
+    }
+    return hit;
+}
+
+bool dm_port_snapshot(dm_port_view_copy (&views)[kDmPortKeys])
+{
+    bool whole = true;
+    {
+        dm_read_guard guard(tbl.dm_port_rwlock);
+        for (int v = 0; v < kDmPortKeys; ++v) {
+            dm_port_view_copy &out = views[v];
+            out.count = 0;
+            out.lines.reset(new (std::nothrow) dm_port_entry[tbl.views[v].count()]);
+            if (out.lines == nullptr) {
+                whole = false;
+                continue;
+            }
+            tbl.views[v].each([&](int key, dm_port_slot slot) {
+                uint64_t words[kSlotWords];
+                dm_port_copy_words(slot, words);
+                out.lines[out.count++] = {key, dm_port_from_words(words)};
+            });
+        }
+    }
+    for (dm_port_view_copy &v : views) {
+        std::sort(v.lines.get(), v.lines.get() + v.count,
+                  [](const dm_port_entry &a, const dm_port_entry &b) { return a.key < b.key; });
+    }
+    return whole;
+}
+
+dm_port_writer::dm_port_writer() : guard_(tbl.dm_port_rwlock, tbl.seq) {}
+
+dm_port_writer::~dm_port_writer() = default;
+
+dm_port_slot dm_port_writer::find(dm_port_key by, int key) const { return dm_view(by).find(key); }
+
+dp_lib_port_t dm_port_writer::record(dm_port_slot slot) const
+{
+    uint64_t words[kSlotWords];
+    dm_port_copy_words(slot, words);
+    return dm_port_from_words(words);
+}
+
+void dm_port_writer::store(dm_port_slot slot, const dp_lib_port_t &rec)
+{
+    uint64_t words[kSlotWords] = {};
+    std::memcpy(words, &rec, sizeof rec);
+    dm_port_cell *cell = dm_port_cell_of(slot);
+    for (int i = 0; i < kSlotWords; ++i) {
+        cell->w[i].store(words[i], std::memory_order_relaxed);
+    }
+}
+
+dm_port_slot dm_port_writer::add(const dp_lib_port_t &rec)
+{
+    dm_port_slot slot = tbl.free_head;
+    if (slot != kDmNoPort) {
+        tbl.free_head =
+            static_cast<dm_port_slot>(dm_port_cell_of(slot)->w[0].load(std::memory_order_relaxed));
+    } else {
+        slot = tbl.slots_made;
+        const uint32_t chunk = slot >> kChunkShift;
+        if (chunk >= kChunks) {
+            return kDmNoPort;
+        }
+        if (tbl.chunks[chunk].load(std::memory_order_relaxed) == nullptr) {
+            auto *cells = new (std::nothrow) dm_port_cell[kChunkSlots];
+            if (cells == nullptr) {
+                return kDmNoPort;
+            }
+            tbl.chunks[chunk].store(cells, std::memory_order_release);
+        }
+        ++tbl.slots_made;
+    }
+    store(slot, rec);
+    return slot;
+}
+
+void dm_port_writer::release(dm_port_slot slot)
+{
+    dm_port_cell_of(slot)->w[0].store(tbl.free_head, std::memory_order_relaxed);
+    tbl.free_head = slot;
+}
+
+int dm_port_writer::insert(dm_port_key by, int key, dm_port_slot slot)
+{
+    return dm_view(by).insert(key, slot);
+}
+
+void dm_port_writer::erase(dm_port_key by, int key) { dm_view(by).erase(key); }
