@@ -2,6 +2,8 @@
 // of the chassis, from tables the control calls fill.
 #include <dm_lib_pd/dm_ids.h>
 
+#include <atomic>
+
 #include "dm_host_ctl.h"
 #include "dm_host_internal.h"
 
@@ -31,6 +33,11 @@ struct my_card {
 pthread_mutex_t id_lock = PTHREAD_MUTEX_INITIALIZER;
 my_card mine;
 dm_host::table<card> cards;
+// This card's node and logical slot, also kept apart as plain atomics: every
+// process's port getters ask for them, from many threads at once, and a
+// shared lock there would be what limits them.
+std::atomic<int> my_node{0};
+std::atomic<int> my_lslotid{0};
 
 my_card my_card_copy()
 {
@@ -63,11 +70,11 @@ int node_of(int dev, int slot, int sslot)
 
 extern "C" {
 
-int dm_get_my_node(void) { return my_card_copy().node; }
+int dm_get_my_node(void) { return my_node.load(std::memory_order_acquire); }
 
-int dm_get_my_devid(void) { return dm_node_devid(my_card_copy().node); }
+int dm_get_my_devid(void) { return dm_node_devid(my_node.load(std::memory_order_acquire)); }
 
-int dm_get_my_lslotid(void) { return my_card_copy().lslotid; }
+int dm_get_my_lslotid(void) { return my_lslotid.load(std::memory_order_acquire); }
 
 int dm_get_my_card_type(int *card_type)
 {
@@ -124,6 +131,8 @@ void dm_host_set_my_card(int node, int lslotid, int card_type, int node_type)
     dm_host::mutex_guard g(id_lock);
     const bool fails = mine.type_fails;
     mine = my_card{true, fails, node, lslotid, card_type, node_type};
+    my_node.store(node, std::memory_order_release);
+    my_lslotid.store(lslotid, std::memory_order_release);
 }
 
 void dm_host_set_my_card_type_fails(bool fails)

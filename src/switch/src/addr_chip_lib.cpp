@@ -1,22 +1,23 @@
-// The mirror of the address manager's chip-ID allocation: the last accepted
-// allocation record of every global slot, the reverse table from chip ID to
-// slot and unit, the allocation events, and the chip-ID queries over them.
+// The mirror of the address manager's chip-ID allocation: its updates, the
+// allocation events, and the chip-ID queries over the table that keeps the
+// last accepted record of every global slot and the reverse table from chip
+// ID to slot and unit (dm_chipid_table.h, read without a lock).
 #include "addr_chip_lib.h"
 
 #include <cstdio>
 #include <cstring>
 
+#include "dm_chipid_table.h"
 #include "dm_diag.h"
 #include "dm_lib_pd_internal.h"
-#include "dm_lock.h"
 #include <dm_lib_pd/dm_chipid.h>
 #include <dm_lib_pd/dm_ids.h>
 
 namespace {
 
-constexpr int kGslotNum = 64;      // slots the address manager allocates for
-constexpr int kSlotTableLen = 65;  // entry 64 is never written
-constexpr int kChipidNum = 2048;   // chip IDs are indexes below this
+constexpr int kGslotNum = kDmGslotNum;
+constexpr int kSlotTableLen = kDmSlotTableLen;
+constexpr int kChipidNum = kDmChipidNum;
 constexpr int kBsDataMax = 64;     // one record per accepted gslot
 constexpr int kSyncHeadLen = static_cast<int>(sizeof(addr_lib_sync_head_t));
 constexpr int kSlotRecLen = static_cast<int>(sizeof(chipid_slot_t));
@@ -25,20 +26,6 @@ constexpr int kSystemInvalidChipid = 25;
 constexpr int kSystemReservedChipid = 26;
 constexpr int kZoneReservedLower = 1;
 constexpr int kZoneReservedUpper = 8;
-
-// Owner of one chip ID.
-struct chipid_res_t {
-    int gslot;   // the owning slot
-    int unit;    // the owning chip on that slot's card
-    bool alloc;  // the ID is allocated
-};
-
-// Guards chipid_slot, chipid_res and chipid_alloc_num. The address-manager
-// thread writes; the batch end, the event raise and every query read.
-dm_rwlock addr_lib_rwlock;
-chipid_slot_t chipid_slot[kSlotTableLen] DM_GUARDED_BY(addr_lib_rwlock) = {};
-chipid_res_t chipid_res[kChipidNum] DM_GUARDED_BY(addr_lib_rwlock) = {};
-int chipid_alloc_num DM_GUARDED_BY(addr_lib_rwlock) = 0;
 
 bool addr_lib_gslot_valid(int gslot) { return gslot >= 0 && gslot < kGslotNum; }
 
@@ -86,7 +73,7 @@ bool addr_lib_valid_record_ok(const chipid_slot_t &rec)
 }
 
 // Enters a checked valid record; true when it differs from the stored one.
-bool addr_lib_store_valid(const chipid_slot_t &rec) DM_REQUIRES(addr_lib_rwlock)
+bool addr_lib_store_valid(dm_chipid_writer &w, const chipid_slot_t &rec)
 {
     if (dm_diag_on(LIB_DBG_VERBOSE)) {
         char ids[kIdsTextLen];
@@ -95,36 +82,38 @@ bool addr_lib_store_valid(const chipid_slot_t &rec) DM_REQUIRES(addr_lib_rwlock)
             ">>>>gslot[%#08x card_type=%#x] id_num[%d] idnum_per_unit[%d] chipid alloc [%s\r\n",
             rec.gslot, rec.card_type, rec.id_num, rec.idnum_per_unit, ids);
     }
+    int alloc_num = w.alloc_num();
     for (int i = 0; i < rec.id_num; ++i) {
-        chipid_res_t &res = chipid_res[rec.id[i]];
-        if (!res.alloc) {
-            ++chipid_alloc_num;
+        if (!w.owner(rec.id[i]).alloc) {
+            ++alloc_num;
         }
-        res = {rec.gslot, i / rec.idnum_per_unit, true};
+        w.set_owner(rec.id[i], {rec.gslot, i / rec.idnum_per_unit, true});
     }
-    chipid_slot_t &stored = chipid_slot[rec.gslot];
+    w.set_alloc_num(alloc_num);
+    const chipid_slot_t stored = w.slot(rec.gslot);
     const bool chg = std::memcmp(&stored, &rec, sizeof rec) != 0;
-    std::memcpy(&stored, &rec, sizeof rec);
+    w.set_slot(rec.gslot, rec);
     return chg;
 }
 
 // Releases the IDs of the stored record (not those the release names).
-void addr_lib_release_slot(int gslot) DM_REQUIRES(addr_lib_rwlock)
+void addr_lib_release_slot(dm_chipid_writer &w, int gslot)
 {
-    chipid_slot_t &stored = chipid_slot[gslot];
+    const chipid_slot_t stored = w.slot(gslot);
     if (dm_diag_on(LIB_DBG_VERBOSE)) {
         char ids[kIdsTextLen];
         addr_lib_format_ids(stored, ids, sizeof ids);
         DM_VERBOSE(">>>>gslot[%#08x] chipid retrieve [%s\r\n", gslot, ids);
     }
+    int alloc_num = w.alloc_num();
     for (int i = 0; i < stored.id_num; ++i) {
-        chipid_res_t &res = chipid_res[stored.id[i]];
-        if (res.alloc) {
-            --chipid_alloc_num;
+        if (w.owner(stored.id[i]).alloc) {
+            --alloc_num;
         }
-        res = {0, 0, false};
+        w.set_owner(stored.id[i], {0, 0, false});
     }
-    stored = {};
+    w.set_alloc_num(alloc_num);
+    w.set_slot(gslot, {});
 }
 
 // Applies one record; true when the caller must announce the slot.
@@ -136,16 +125,16 @@ bool addr_lib_update_chipid(const chipid_slot_t &rec)
     }
     bool chg = false;
     {
-        dm_write_guard lock(addr_lib_rwlock);
+        dm_chipid_writer w;
         switch (rec.status) {
         case CHIPID_VALID:
             if (!addr_lib_valid_record_ok(rec)) {
                 return false;
             }
-            chg = addr_lib_store_valid(rec);
+            chg = addr_lib_store_valid(w, rec);
             break;
         case CHIPID_NONE:
-            addr_lib_release_slot(rec.gslot);
+            addr_lib_release_slot(w, rec.gslot);
             return false;
         default:
             DM_ERROR(">>>>gslot status[%d] error\r\n", rec.status);
@@ -158,8 +147,7 @@ bool addr_lib_update_chipid(const chipid_slot_t &rec)
 
 slot_chipid_st_t addr_lib_get_slot_status(int gslot)
 {
-    dm_read_guard lock(addr_lib_rwlock);
-    return static_cast<slot_chipid_st_t>(chipid_slot[gslot].status);
+    return static_cast<slot_chipid_st_t>(dm_chipid_slot_copy(gslot).status);
 }
 
 // One event per chip ID of the slot, each naming the unit that owns it.
@@ -178,18 +166,11 @@ void addr_notify_chipid_alloc_event(int gslot)
     addr_notify_buf.alloc.node = dm_get_phyid_from_gslot(gslot);
     addr_notify_buf.alloc.node_type = DM_TYPE_BOX;
 
-    chipid_slot_t slot;
-    {
-        dm_read_guard lock(addr_lib_rwlock);
-        slot = chipid_slot[gslot];
-    }
+    const chipid_slot_t slot = dm_chipid_slot_copy(gslot);
     for (int i = 0; i < slot.id_num; ++i) {
         const int chipid = slot.id[i];
         addr_notify_buf.alloc.chipid = chipid;
-        {
-            dm_read_guard lock(addr_lib_rwlock);
-            addr_notify_buf.alloc.unit = chipid_res[chipid].unit;
-        }
+        addr_notify_buf.alloc.unit = dm_chipid_owner_of(chipid).unit;
         const dm_chipid_alloc_t &a = addr_notify_buf.alloc;
         DM_VERBOSE(">>>>gslot[%#08x] node_type[%d] unit[%d] notify chipid[%d] alloc event\r\n",
                    gslot, a.node_type, a.unit, a.chipid);
@@ -263,10 +244,7 @@ int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
         DM_ERROR("get gslot from node fail, node=%#08x\r\n", node);
         return -2;
     }
-    {
-        dm_read_guard lock(addr_lib_rwlock);
-        *slot = chipid_slot[gslot];
-    }
+    *slot = dm_chipid_slot_copy(gslot);
     if (slot->status != CHIPID_VALID) {
         DM_WARN("gslot[%#08x] not alloc chipid\r\n", gslot);
         return -3;
@@ -349,17 +327,18 @@ int dm_get_alloced_chipid(dm_chipid_alloc_t *chipid_array, int *chipid_num)
     int written = 0;
     int alloc_num = 0;
     {
-        dm_read_guard lock(addr_lib_rwlock);
-        alloc_num = chipid_alloc_num;
+        const dm_chipid_scan scan;
+        alloc_num = scan.alloc_num();
         if (capacity >= alloc_num) {
             for (int c = 0; c < kChipidNum && written < alloc_num; ++c) {
-                if (!chipid_res[c].alloc) {
+                const dm_chipid_owner res = scan.owner(c);
+                if (!res.alloc) {
                     continue;
                 }
                 dm_chipid_alloc_t &out = chipid_array[written++];
                 out.chipid = c;
-                out.node = dm_get_phyid_from_gslot(chipid_res[c].gslot);
-                out.unit = chipid_res[c].unit;
+                out.node = dm_get_phyid_from_gslot(res.gslot);
+                out.unit = res.unit;
             }
         }
     }
@@ -463,11 +442,7 @@ int dm_get_node_unit_from_chipid(int chipid, int *node, int *unit)
         DM_ERROR("input arguments error, chipid=%d\r\n", chipid);
         return -2;
     }
-    chipid_res_t res;
-    {
-        dm_read_guard lock(addr_lib_rwlock);
-        res = chipid_res[chipid];
-    }
+    const dm_chipid_owner res = dm_chipid_owner_of(chipid);
     if (!res.alloc) {
         DM_WARN("chipid[%d] not alloc\r\n", chipid);
         return -3;
@@ -485,11 +460,7 @@ bool dm_is_local_chipid(int chipid)
         return false;
     }
     const int my_gslot = dm_get_gslot_from_phyid(dm_get_my_node());
-    chipid_res_t res;
-    {
-        dm_read_guard lock(addr_lib_rwlock);
-        res = chipid_res[chipid];
-    }
+    const dm_chipid_owner res = dm_chipid_owner_of(chipid);
     if (!res.alloc) {
         DM_WARN("chipid[%d] not alloc\r\n", chipid);
         return false;
@@ -507,9 +478,10 @@ int dm_get_chipid_range_by_dev(int devid, int *chipid, int *chipid_num)
     }
     int num = 0;
     {
-        dm_read_guard lock(addr_lib_rwlock);
+        const dm_chipid_scan scan;
         for (int c = 0; c < kChipidNum; ++c) {
-            if (chipid_res[c].alloc && dm_get_devid_from_gslot(chipid_res[c].gslot) == devid) {
+            const dm_chipid_owner res = scan.owner(c);
+            if (res.alloc && dm_get_devid_from_gslot(res.gslot) == devid) {
                 chipid[num++] = c;
             }
         }

@@ -1,0 +1,118 @@
+// The chip-ID allocation mirror's storage (see dm_chipid_table.h). A slot
+// record is six atomic words; a chip ID's owner is one atomic word, so a
+// single owner is never torn even without the counter, and the counter makes
+// a slot record and a walk of owners whole.
+#include "dm_chipid_table.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr int kSlotWords = sizeof(chipid_slot_t) / sizeof(uint64_t);
+static_assert(sizeof(chipid_slot_t) == kSlotWords * sizeof(uint64_t));
+
+struct dm_chipid_table {
+    // Serialises the writer(s); readers take it for reading only after
+    // kDmSeqTries lost races, and whole-table walks for their duration.
+    dm_rwlock addr_lib_rwlock;
+    dm_seqcount seq;
+    std::atomic<uint64_t> chipid_slot[kDmSlotTableLen][kSlotWords] = {};
+    std::atomic<uint64_t> chipid_res[kDmChipidNum] = {};
+    std::atomic<int> chipid_alloc_num{0};
+};
+
+dm_chipid_table tbl;
+
+// An owner in one word: gslot in the low half, unit above it, alloc on top.
+constexpr uint64_t kAllocBit = uint64_t{1} << 63;
+
+uint64_t dm_owner_word(const dm_chipid_owner &o)
+{
+    return (o.alloc ? kAllocBit : 0) |
+           (static_cast<uint64_t>(static_cast<uint32_t>(o.unit) & 0x7FFFFFFFu) << 32) |
+           static_cast<uint32_t>(o.gslot);
+}
+
+dm_chipid_owner dm_owner_from(uint64_t w)
+{
+    return {static_cast<int>(static_cast<uint32_t>(w)),
+            static_cast<int>((w >> 32) & 0x7FFFFFFFu), (w & kAllocBit) != 0};
+}
+
+chipid_slot_t dm_slot_load(int gslot)
+{
+    uint64_t words[kSlotWords];
+    for (int i = 0; i < kSlotWords; ++i) {
+        words[i] = tbl.chipid_slot[gslot][i].load(std::memory_order_relaxed);
+    }
+    chipid_slot_t rec;
+    std::memcpy(&rec, words, sizeof rec);
+    return rec;
+}
+
+dm_chipid_owner dm_owner_load(int chipid)
+{
+    return dm_owner_from(tbl.chipid_res[chipid].load(std::memory_order_relaxed));
+}
+
+}  // namespace
+
+chipid_slot_t dm_chipid_slot_copy(int gslot)
+{
+    chipid_slot_t rec;
+    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, [&] {
+        rec = dm_slot_load(gslot);
+        return true;
+    });
+    return rec;
+}
+
+dm_chipid_owner dm_chipid_owner_of(int chipid) { return dm_owner_load(chipid); }
+
+dm_chipid_scan::dm_chipid_scan() { pthread_rwlock_rdlock(dm_native(tbl.addr_lib_rwlock)); }
+dm_chipid_scan::~dm_chipid_scan() { pthread_rwlock_unlock(dm_native(tbl.addr_lib_rwlock)); }
+int dm_chipid_scan::alloc_num() const
+{
+    return tbl.chipid_alloc_num.load(std::memory_order_relaxed);
+}
+dm_chipid_owner dm_chipid_scan::owner(int chipid) const { return dm_owner_load(chipid); }
+
+dm_chipid_writer::dm_chipid_writer()
+{
+    pthread_rwlock_wrlock(dm_native(tbl.addr_lib_rwlock));
+    tbl.seq.write_begin();
+}
+
+dm_chipid_writer::~dm_chipid_writer()
+{
+    tbl.seq.write_end();
+    pthread_rwlock_unlock(dm_native(tbl.addr_lib_rwlock));
+}
+
+chipid_slot_t dm_chipid_writer::slot(int gslot) const { return dm_slot_load(gslot); }
+
+void dm_chipid_writer::set_slot(int gslot, const chipid_slot_t &rec)
+{
+    uint64_t words[kSlotWords];
+    std::memcpy(words, &rec, sizeof rec);
+    for (int i = 0; i < kSlotWords; ++i) {
+        tbl.chipid_slot[gslot][i].store(words[i], std::memory_order_relaxed);
+    }
+}
+
+dm_chipid_owner dm_chipid_writer::owner(int chipid) const { return dm_owner_load(chipid); }
+
+void dm_chipid_writer::set_owner(int chipid, const dm_chipid_owner &o)
+{
+    tbl.chipid_res[chipid].store(dm_owner_word(o), std::memory_order_relaxed);
+}
+
+int dm_chipid_writer::alloc_num() const
+{
+    return tbl.chipid_alloc_num.load(std::memory_order_relaxed);
+}
+
+void dm_chipid_writer::set_alloc_num(int n)
+{
+    tbl.chipid_alloc_num.store(n, std::memory_order_relaxed);
+}

@@ -1,0 +1,60 @@
+// The chip-ID allocation mirror's storage: the last accepted allocation
+// record of every global slot and the reverse table from chip ID to owner.
+//
+// Readers take no lock and write no shared memory: a copy is made through
+// relaxed atomic loads between two reads of the table's sequence counter and
+// retried when a writer ran in between (after kDmSeqTries it waits for the
+// writer instead). The address manager's thread is the writer; it holds the
+// writers' lock and keeps the counter odd for one whole record update, so a
+// query sees a slot and its chip IDs before or after an update, never half.
+// The storage is static: nothing is ever freed.
+#pragma once
+
+#include <cstdint>
+
+#include "addr_common.h"
+#include "dm_lock.h"
+
+constexpr int kDmGslotNum = 64;      // slots the address manager allocates for
+constexpr int kDmSlotTableLen = 65;  // entry 64 is never written
+constexpr int kDmChipidNum = 2048;   // chip IDs are indexes below this
+
+// Owner of one chip ID.
+struct dm_chipid_owner {
+    int gslot;   // the owning slot
+    int unit;    // the owning chip on that slot's card
+    bool alloc;  // the ID is allocated
+};
+
+// Lock-free copies: the record of `gslot` (0..kDmSlotTableLen-1) and the
+// owner of `chipid` (0..kDmChipidNum-1). Any thread.
+chipid_slot_t dm_chipid_slot_copy(int gslot);
+dm_chipid_owner dm_chipid_owner_of(int chipid);
+
+// A hold that keeps writers out while a query walks the whole reverse table.
+class dm_chipid_scan {
+public:
+    dm_chipid_scan();
+    ~dm_chipid_scan();
+    dm_chipid_scan(const dm_chipid_scan &) = delete;
+    dm_chipid_scan &operator=(const dm_chipid_scan &) = delete;
+
+    int alloc_num() const;
+    dm_chipid_owner owner(int chipid) const;
+};
+
+// The writer's hold: the writers' lock and the counter odd for its lifetime.
+class dm_chipid_writer {
+public:
+    dm_chipid_writer();
+    ~dm_chipid_writer();
+    dm_chipid_writer(const dm_chipid_writer &) = delete;
+    dm_chipid_writer &operator=(const dm_chipid_writer &) = delete;
+
+    chipid_slot_t slot(int gslot) const;
+    void set_slot(int gslot, const chipid_slot_t &rec);
+    dm_chipid_owner owner(int chipid) const;
+    void set_owner(int chipid, const dm_chipid_owner &o);
+    int alloc_num() const;
+    void set_alloc_num(int n);
+};
