@@ -319,26 +319,34 @@ void FloorIndex::remove(int key)
 
 namespace {
 
-// twalk's visitor has no closure; the depth walk is single-threaded.
-double depth_visits = 0;
-double depth_nodes = 0;
+// twalk's visitor has no closure; the hash build is single-threaded.
+FloorIndex *filling = nullptr;
 
-void add_depth(const void *, VISIT which, int depth)
+void add_to_hash(const void *nodep, VISIT which, int)
 {
-    if (which == postorder || which == leaf) {
-        depth_visits += depth + 1;
-        depth_nodes += 1;
+    if (which != postorder && which != leaf) {
+        return;
     }
+    const auto *node = *static_cast<const dm_tree_node_t *const *>(nodep);
+    uint32_t i = (static_cast<uint32_t>(node->key) * 2654435761u) & filling->mask;
+    while (filling->hash[i].second != nullptr) {
+        i = (i + 1) & filling->mask;
+    }
+    filling->hash[i] = {node->key, node->data};
 }
 
 }  // namespace
 
-double FloorIndex::mean_search_depth() const
+void FloorIndex::build_hash(size_t n)
 {
-    depth_visits = 0;
-    depth_nodes = 0;
-    twalk(root, add_depth);
-    return depth_nodes > 0 ? depth_visits / depth_nodes : 0.0;
+    size_t size = 64;
+    while (size < 2 * n) {
+        size *= 2;
+    }
+    hash.assign(size, {0, nullptr});
+    mask = static_cast<uint32_t>(size - 1);
+    filling = this;
+    twalk(root, add_to_hash);
 }
 
 FloorChips::FloorChips()
@@ -362,14 +370,11 @@ int FloorChips::first_chipid(int unit, int node)
     if (gslot < 0 || gslot >= kChipSlots) {
         return -1;
     }
-    int id = -1;
-    pthread_rwlock_rdlock(&lock);
     const chipid_slot_t &s = slot[gslot];
     if (s.status == CHIPID_VALID && unit < s.id_num / s.idnum_per_unit) {
-        id = s.id[s.idnum_per_unit * unit];
+        return s.id[s.idnum_per_unit * unit];
     }
-    pthread_rwlock_unlock(&lock);
-    return id;
+    return -1;
 }
 
 bool FloorChips::node_unit(int chipid, int *node, int *unit)
@@ -377,9 +382,7 @@ bool FloorChips::node_unit(int chipid, int *node, int *unit)
     if (chipid < 0 || chipid >= 2048) {
         return false;
     }
-    pthread_rwlock_rdlock(&lock);
     const Res r = res[chipid];
-    pthread_rwlock_unlock(&lock);
     *node = dm_get_phyid_from_gslot(r.gslot);
     *unit = r.unit;
     return r.alloc;
@@ -409,6 +412,9 @@ void FloorTable::add_all()
 {
     for (const dp_lib_port_t &p : records) {
         add(p);
+    }
+    for (FloorIndex *index : {&by_phyid, &by_ss_phyid, &by_lsm_key, &by_ifx}) {
+        index->build_hash(records.size());
     }
 }
 

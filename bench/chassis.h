@@ -8,7 +8,9 @@
 
 #include <pthread.h>
 
+#include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "addr_common.h"
@@ -88,20 +90,35 @@ void attach_counted_kernel();
 
 // ---- the floor ---------------------------------------------------------------
 
-// One index as the port table keeps it: a tsearch tree of malloc'ed
-// {key, data} nodes and its read-write lock.
+// One index two ways: a tsearch tree of malloc'ed {key, data} nodes and its
+// read-write lock (the structure the port table replaced, kept as the
+// ingest's reference line), and the floor a user would write for lookups:
+// an open-addressing hash from int key to record, at most half full.
 struct FloorIndex {
     pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
     void *root = nullptr;
+    std::vector<std::pair<int, const void *>> hash;  // {key, record}; record null: empty
+    uint32_t mask = 0;
 
     void insert(int key, void *data);
     const void *find(int key) const;
     void remove(int key);
-    // Mean number of nodes a successful search visits (node depth + 1).
-    double mean_search_depth() const;
+    // Fills the hash from the tree.
+    void build_hash(size_t n);
+    const void *hash_find(int key) const
+    {
+        for (uint32_t i = (static_cast<uint32_t>(key) * 2654435761u) & mask;;
+             i = (i + 1) & mask) {
+            const auto &e = hash[i];
+            if (e.second == nullptr || e.first == key) {
+                return e.second;
+            }
+        }
+    }
 };
 
-// The chip-ID allocation's two tables (by global slot, by chip ID) and lock.
+// The chip-ID allocation's two tables (by global slot, by chip ID), read
+// without a lock.
 struct FloorChips {
     pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
     chipid_slot_t slot[kChipSlots] = {};
@@ -140,18 +157,14 @@ struct FloorTable {
 FloorTable &floor_table(int n);
 FloorChips &floor_chips();
 
-// The floor's record lookup: the port lock and one index lock for reading
-// around a bare tfind and a 124-byte copy of the record found. True on a hit.
-inline bool floor_lookup(FloorTable &t, FloorIndex &index, int key, dp_lib_port_t *copy)
+// The floor's record lookup: a hash probe and a 124-byte copy of the record
+// found, no lock. True on a hit.
+inline bool floor_lookup(FloorTable &, FloorIndex &index, int key, dp_lib_port_t *copy)
 {
-    pthread_rwlock_rdlock(&t.port_lock);
-    pthread_rwlock_rdlock(&index.lock);
-    const void *rec = index.find(key);
+    const void *rec = index.hash_find(key);
     if (rec != nullptr) {
         std::memcpy(copy, rec, sizeof *copy);
     }
-    pthread_rwlock_unlock(&index.lock);
-    pthread_rwlock_unlock(&t.port_lock);
     return rec != nullptr;
 }
 

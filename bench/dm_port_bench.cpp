@@ -1,7 +1,7 @@
 // Port-table benchmarks: every exported port getter by interface index and
 // by phyid, ingest and refresh of port records through the library's data
 // handler, the table's heap per port, lookup cost against table size, and
-// reader throughput on the shared locks. Every timed case runs beside its
+// reader throughput with and without a writer. Every timed case runs beside its
 // floor, measured in the same run on the same keys (see chassis.h and
 // getters.cpp for what a floor is); bench/compare turns the pairs into
 // ratios and checks them against their targets.
@@ -86,27 +86,6 @@ void getter_floor(benchmark::State &state, const Getter *g, Form f, int n)
     FloorChips &c = floor_chips();
     time_lookups(state, keys(n),
                  [g, f, &t, &c](const PortKeys &k) { return floor_call(*g, f, k, t, c); });
-}
-
-// ---- growth -------------------------------------------------------------------
-
-// The searched tree's mean search depth, for the growth series.
-double depth_of(FloorTable &t, Form f)
-{
-    switch (f) {
-    case Form::ifx:
-        return t.by_ifx.mean_search_depth();
-    case Form::slot_lport:
-        return t.by_ss_phyid.mean_search_depth();
-    default:
-        return t.by_phyid.mean_search_depth();
-    }
-}
-
-void growth_floor(benchmark::State &state, const Getter *g, Form f, int n)
-{
-    getter_floor(state, g, f, n);
-    state.counters["depth"] = depth_of(floor_table(n), f);
 }
 
 // ---- ingest and refresh -----------------------------------------------------------
@@ -304,25 +283,16 @@ void readers_case(benchmark::State &state)
     }
 }
 
-// The same searches and copies on the floor's table, with the read-lock pairs
-// (`floor`) and without any lock (`floor_nolock`): the difference is what the
-// shared locks cost.
-void readers_floor(benchmark::State &state, bool locks)
+// The same keys on the floor's hash with no lock: how readers scale when
+// they share nothing but read-only memory.
+void readers_floor(benchmark::State &state)
 {
     FloorTable &t = floor_table(kLookupPorts);
-    reader_loop(state, [&t, locks](const PortKeys &k, bool odd) {
+    reader_loop(state, [&t](const PortKeys &k, bool odd) {
         FloorIndex &index = odd ? t.by_phyid : t.by_ss_phyid;
-        const int key = odd ? k.dm_phyid : k.slot_lport;
         dp_lib_port_t copy;
-        if (locks) {
-            return floor_lookup(t, index, key, &copy) ? copy.ss_phyid : -1;
-        }
-        const void *rec = index.find(key);
-        if (rec == nullptr) {
-            return -1;
-        }
-        std::memcpy(&copy, rec, sizeof copy);
-        return copy.ss_phyid;
+        return floor_lookup(t, index, odd ? k.dm_phyid : k.slot_lport, &copy) ? copy.ss_phyid
+                                                                                : -1;
     });
 }
 
@@ -368,7 +338,7 @@ void register_growth()
             const Getter &g = getter(s.getter);
             const std::string name = name_of("growth", g, s.form, n);
             benchmark::RegisterBenchmark(name.c_str(), getter_case, &g, s.form, n);
-            benchmark::RegisterBenchmark((name + ".floor").c_str(), growth_floor, &g, s.form, n);
+            benchmark::RegisterBenchmark((name + ".floor").c_str(), getter_floor, &g, s.form, n);
         }
     }
 }
@@ -405,12 +375,7 @@ void register_readers()
         ->Threads(1)
         ->Threads(2)
         ->UseRealTime();
-    benchmark::RegisterBenchmark(("readers/" + n + ".floor").c_str(), readers_floor, true)
-        ->Setup(readers_floor_setup)
-        ->Threads(1)
-        ->Threads(2)
-        ->UseRealTime();
-    benchmark::RegisterBenchmark(("readers/" + n + ".floor_nolock").c_str(), readers_floor, false)
+    benchmark::RegisterBenchmark(("readers/" + n + ".floor").c_str(), readers_floor)
         ->Setup(readers_floor_setup)
         ->Threads(1)
         ->Threads(2)

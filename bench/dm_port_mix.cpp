@@ -12,8 +12,7 @@
 // usage: dm_port_mix [N]            the mix over N ports (default and at
 //                                   most 16384: every card holds chip IDs)
 //        dm_port_mix --growth N     only the growth series' lookups, over
-//                                   N ports (up to 262144), and "depth/S D",
-//                                   the mean search depth of each series' tree
+//                                   N ports (up to 262144)
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -117,11 +116,6 @@ void growth_mix(int n)
                 keep(floor_call(*c.getter, c.form, k, floor, chips));
             }
         });
-        const FloorIndex &index = c.form == Form::ifx          ? floor.by_ifx
-                                  : c.form == Form::slot_lport ? floor.by_ss_phyid
-                                                               : floor.by_phyid;
-        std::printf("depth/%s %.3f\n", name.c_str() + std::strlen("growth/"),
-                    index.mean_search_depth());
     }
 }
 
