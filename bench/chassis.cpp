@@ -413,6 +413,11 @@ void FloorTable::add_all()
     for (const dp_lib_port_t &p : records) {
         add(p);
     }
+    build_hashes();
+}
+
+void FloorTable::build_hashes()
+{
     for (FloorIndex *index : {&by_phyid, &by_ss_phyid, &by_lsm_key, &by_ifx}) {
         index->build_hash(records.size());
     }

@@ -148,7 +148,10 @@ struct FloorTable {
     FloorTable(const FloorTable &) = delete;
     FloorTable &operator=(const FloorTable &) = delete;
     void add(const dp_lib_port_t &p);
+    // Adds every record, then builds the lookup floor's hashes.
     void add_all();
+    // The lookup floor's hashes, from the trees.
+    void build_hashes();
     void remove_all();
 };
 // One floor table of n ports (records and indexes filled), kept until a

@@ -131,6 +131,7 @@ void full_mix(int n)
     table_is(n);
     FloorTable floor(n);
     phase("ingest.floor", n, [&] { ingest_floor(floor); });
+    floor.build_hashes();
     phase("refresh", n, [&] { send_all(m.add, kPortMsgLen); });
 
     FloorChips &chips = floor_chips();
