@@ -11,7 +11,8 @@ set(DMSIM_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/dmsim)
 if(TARGET dmsim_unit_test)
   target_sources(dmsim_unit_test PRIVATE
     ${DMSIM_SRC}/args.cpp ${DMSIM_SRC}/result.cpp ${DMSIM_SRC}/msgs.cpp ${DMSIM_SRC}/model.cpp
-    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp)
+    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp
+    ${DMSIM_SRC}/call_adapter.cpp)
   target_include_directories(dmsim_unit_test PRIVATE ${DMSIM_SRC})
 endif()
 
