@@ -192,7 +192,7 @@ Result decode_event(int msg_id, const std::vector<uint8_t> &data)
     case DEV_MSG_FC_START_CFG_OVER:
     case DEV_MSG_FC_SAVE_CFG:
     case DEV_MSG_PRE_INST_PORT_SYNC_DONE:
-        r.title = msg_id == DEV_MSG_FC_SAVE_CFG     ? "DEV_MSG_FC_SAVE_CFG"
+        r.title = msg_id == DEV_MSG_FC_SAVE_CFG         ? "DEV_MSG_FC_SAVE_CFG"
                   : msg_id == DEV_MSG_FC_START_CFG_OVER ? "DEV_MSG_FC_START_CFG_OVER"
                                                         : "DEV_MSG_PRE_INST_PORT_SYNC_DONE";
         raw(false);

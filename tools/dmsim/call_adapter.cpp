@@ -40,8 +40,6 @@ size_t record_size(PKind k)
 
 bool is_input(PKind k) { return k == PKind::In || k == PKind::EventFn || k == PKind::RpcFn; }
 
-
-
 ParamDecl parse_param_decl(const char *text)
 {
     ParamDecl s;

@@ -98,9 +98,7 @@ T pass(Slot &s)
     if constexpr (k == PKind::In) {
         return static_cast<T>(s.in);
     } else if constexpr (k == PKind::EventFn || k == PKind::RpcFn) {
-        return s.in != 0
-                   ? reinterpret_cast<T>(app_handler(k))
-                   : nullptr;
+        return s.in != 0 ? reinterpret_cast<T>(app_handler(k)) : nullptr;
     } else if constexpr (k == PKind::IntOut) {
         return s.null ? nullptr : s.ints.data();
     } else if constexpr (k == PKind::LibInts) {
@@ -165,10 +163,11 @@ struct Adapter<R(A...)> {
 
 // One entry of the call table: the function, its family and how its result
 // prints, and its parameter decls (checked against the declaration's arity).
-#define DM_CALL(fn, family, ret, ...)                                                       \
-    CallEntry                                                                               \
-    {                                                                                       \
-        #fn, family, ret, {__VA_ARGS__}, &call_adapter::Adapter<decltype(fn)>::invoke,      \
-            &call_adapter::Adapter<decltype(fn)>::usage,                                    \
-            call_adapter::Adapter<decltype(fn)>::arity                                      \
+#define DM_CALL(fn, family, ret, ...)                                        \
+    CallEntry                                                                \
+    {                                                                        \
+#fn, family, ret,                                                    \
+            {__VA_ARGS__ }, &call_adapter::Adapter < decltype(fn)> ::invoke, \
+             &call_adapter::Adapter < decltype(fn)> ::usage,                 \
+             call_adapter::Adapter < decltype(fn)> ::arity                   \
     }

@@ -58,8 +58,8 @@ bool cmd_me(Session &s, const Args &a, std::string *err)
             std::printf(
                 "this card: node %s (device %d slot %d), lslotid %d, card type %d, node type "
                 "%s\n",
-                hex32(static_cast<unsigned>(me.node)).c_str(), dm_node_devid(me.node), dm_node_lslot(me.node),
-                me.lslotid, me.card_type, node_type_name(me.node_type));
+                hex32(static_cast<unsigned>(me.node)).c_str(), dm_node_devid(me.node),
+                dm_node_lslot(me.node), me.lslotid, me.card_type, node_type_name(me.node_type));
         }
         return true;
     }

@@ -350,7 +350,8 @@ void plan_ports(Plan &g)
 void plan_local_ports(Plan &g)
 {
     if (g.sum.me_set) {
-        g.m.my_lports = lports_of_card_type(g.m.card_types[g.m.me.card_type], g.p.medium, g.p.speed);
+        g.m.my_lports =
+            lports_of_card_type(g.m.card_types[g.m.me.card_type], g.p.medium, g.p.speed);
         g.out.push_back(
             data_action(DP_LIB_MSG_MY_LPORT_CFG,
                         lport_payload(g.m.my_lports, static_cast<int>(g.m.my_lports.size()))));

@@ -21,7 +21,7 @@ using json = Json;
 
 namespace {
 
-int g_out = -1;             // the real standard output while JSON is on
+int g_out = -1;              // the real standard output while JSON is on
 std::FILE *g_cap = nullptr;  // where descriptor 1 goes meanwhile
 
 void write_all(int fd, const std::string &s)
@@ -245,9 +245,11 @@ json json_of_chassis(const Model &m)
             dev = &devices.back();
         }
         const Card *c = card_at(m, s);
-        json card = {{"slot", s.slot},       {"sslot", s.sslot},
+        json card = {{"slot", s.slot},
+                     {"sslot", s.sslot},
                      {"node", node_of(s.dev, s.slot, s.sslot)},
-                     {"this_card", is_me(m, s)}, {"chip_ids", chip_ids(m, s)}};
+                     {"this_card", is_me(m, s)},
+                     {"chip_ids", chip_ids(m, s)}};
         if (c != nullptr) {
             card["card_type"] = c->phy_type;
             card["name"] = card_name(m, c->phy_type);
