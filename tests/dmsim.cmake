@@ -11,7 +11,8 @@ set(DMSIM_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/dmsim)
 if(TARGET dmsim_unit_test)
   target_sources(dmsim_unit_test PRIVATE
     ${DMSIM_SRC}/args.cpp ${DMSIM_SRC}/result.cpp ${DMSIM_SRC}/msgs.cpp ${DMSIM_SRC}/model.cpp
-    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp)
+    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp
+    ${DMSIM_SRC}/call_adapter.cpp)
   target_include_directories(dmsim_unit_test PRIVATE ${DMSIM_SRC})
 endif()
 
@@ -69,3 +70,15 @@ add_test(NAME dmsim.lib_missing COMMAND dmsim --lib /nonexistent/libdm_lib_pd.so
 set_tests_properties(dmsim.lib_missing PROPERTIES
   PASS_REGULAR_EXPRESSION "^dmsim: cannot load /nonexistent/libdm_lib_pd.so: ")
 set_tests_properties(dmsim.lib_option dmsim.lib_missing PROPERTIES LABELS dmsim TIMEOUT 60)
+
+# --json: the demo and every scenario give JSON Lines a script can read.
+find_package(Python3 COMPONENTS Interpreter QUIET)
+if(Python3_Interpreter_FOUND)
+  add_test(NAME dmsim.json_lines
+    COMMAND ${Python3_EXECUTABLE} ${DMSIM_TESTS}/json_lines.py $<TARGET_FILE:dmsim>
+      ${PROJECT_SOURCE_DIR})
+  set_tests_properties(dmsim.json_lines PROPERTIES LABELS dmsim TIMEOUT 600)
+endif()
+add_test(NAME dmsim.version COMMAND dmsim --version)
+set_tests_properties(dmsim.version PROPERTIES LABELS dmsim TIMEOUT 60
+  PASS_REGULAR_EXPRESSION "^dmsim [0-9.]+\nlibrary .*: soname libdm_lib_pd\\.so\\.[0-9]+, version [0-9.]+\n")

@@ -152,40 +152,73 @@ std::vector<AppRequest> app_take_requests()
     return out;
 }
 
-std::string describe_event(int msg_id, const std::vector<uint8_t> &data)
+Result decode_event(int msg_id, const std::vector<uint8_t> &data)
 {
-    char buf[160];
+    Result r;
+    const auto raw = [&r, &data](bool is_short) {
+        if (!data.empty() || is_short) {
+            r.add_str("bytes", hex_bytes(data));
+        }
+        if (is_short) {
+            r.add_int("short", 1, Fmt::Bool);
+        }
+    };
     switch (msg_id) {
     case DEV_MSG_CHIPIP_ALLOC:
+        r.title = "DEV_MSG_CHIPIP_ALLOC";
         if (data.size() >= sizeof(dm_chipid_alloc_t)) {
             dm_chipid_alloc_t a;
             std::memcpy(&a, data.data(), sizeof a);
-            std::snprintf(buf, sizeof buf,
-                          "DEV_MSG_CHIPIP_ALLOC chipid=%d node=0x%08x unit=%d node_type=%d(%s)",
-                          a.chipid, static_cast<unsigned>(a.node), a.unit, a.node_type,
-                          node_type_name(a.node_type));
-            return buf;
+            r.add_int("chipid", a.chipid, Fmt::Dec);
+            r.add_int("node", a.node, Fmt::Hex);
+            r.add_int("unit", a.unit, Fmt::Dec);
+            r.add_int("node_type", a.node_type, Fmt::NodeType);
+        } else {
+            raw(true);
         }
-        return "DEV_MSG_CHIPIP_ALLOC [" + hex_bytes(data) + "] (short)";
+        break;
     case DEV_MSG_PORT_VALID:
+        r.title = "DEV_MSG_PORT_VALID";
         if (data.size() >= sizeof(dm_port_valid_t)) {
             dm_port_valid_t v;
             std::memcpy(&v, data.data(), sizeof v);
-            std::snprintf(buf, sizeof buf, "DEV_MSG_PORT_VALID node=0x%08x lport=%d valid=%d",
-                          static_cast<unsigned>(v.node), v.lport, v.valid);
-            return buf;
+            r.add_int("node", v.node, Fmt::Hex);
+            r.add_int("lport", v.lport, Fmt::Dec);
+            r.add_int("valid", v.valid, Fmt::Dec);
+        } else {
+            raw(true);
         }
-        return "DEV_MSG_PORT_VALID [" + hex_bytes(data) + "] (short)";
+        break;
     case DEV_MSG_FC_START_CFG_OVER:
-        return "DEV_MSG_FC_START_CFG_OVER" + (data.empty() ? "" : " [" + hex_bytes(data) + "]");
     case DEV_MSG_FC_SAVE_CFG:
-        return "DEV_MSG_FC_SAVE_CFG" + (data.empty() ? "" : " [" + hex_bytes(data) + "]");
     case DEV_MSG_PRE_INST_PORT_SYNC_DONE:
-        return "DEV_MSG_PRE_INST_PORT_SYNC_DONE" +
-               (data.empty() ? "" : " [" + hex_bytes(data) + "]");
+        r.title = msg_id == DEV_MSG_FC_SAVE_CFG         ? "DEV_MSG_FC_SAVE_CFG"
+                  : msg_id == DEV_MSG_FC_START_CFG_OVER ? "DEV_MSG_FC_START_CFG_OVER"
+                                                        : "DEV_MSG_PRE_INST_PORT_SYNC_DONE";
+        raw(false);
+        break;
     default:
-        return "event " + std::to_string(msg_id) + " [" + hex_bytes(data) + "]";
+        r.title = "event " + std::to_string(msg_id);
+        r.add_str("bytes", hex_bytes(data));
+        break;
     }
+    return r;
+}
+
+std::string describe_event(int msg_id, const std::vector<uint8_t> &data)
+{
+    Result r = decode_event(msg_id, data);
+    std::string s = r.title;
+    for (const Field &f : r.fields) {
+        if (f.name == "bytes") {
+            s.append(" [").append(f.str).append("]");
+        } else if (f.name == "short") {
+            s.append(" (short)");
+        } else {
+            s.append(" ").append(f.name).append("=").append(format_value(f));
+        }
+    }
+    return s;
 }
 
 }  // namespace dmsim

@@ -10,6 +10,8 @@
 
 #include <dm_lib_pd/dm_types.h>
 
+#include "result.h"
+
 namespace dmsim {
 
 struct AppEvent {
@@ -39,6 +41,11 @@ std::string app_rpc_reply_text();
 // The requests the RPC handler answered since the last call.
 std::vector<AppRequest> app_take_requests();
 
+// An event as named fields: the title is its name ("DEV_MSG_CHIPIP_ALLOC",
+// or "event N"), the fields its payload; a payload dmsim does not know, or
+// one too short, is the field "bytes" (hex), with "short" when too short.
+Result decode_event(int msg_id, const std::vector<uint8_t> &data);
+// That event in one line:
 // "DEV_MSG_CHIPIP_ALLOC chipid=32 node=0x01001000 unit=0 node_type=1(box)"
 std::string describe_event(int msg_id, const std::vector<uint8_t> &data);
 

@@ -167,6 +167,53 @@ const Builder kBuilders[] = {
      }},
 };
 
+}  // namespace
+
+IdParts decode_id(const std::string &name, int value)
+{
+    std::string n = name.substr(name.rfind('.') == std::string::npos ? 0 : name.rfind('.') + 1);
+    IdParts id;
+    const auto u = [value](int shift, unsigned mask) {
+        return static_cast<int>((DM_U32(value) >> shift) & mask);
+    };
+    if (n.find("lport_phyid") != std::string::npos) {
+        id.form = "lport_phyid";
+        id.parts = {{"unit", dm_lport_phyid_unit(value)}, {"port", dm_lport_phyid_port(value)}};
+    } else if (n.find("phyid") != std::string::npos) {
+        switch (dm_phyid_form(value)) {
+        case DM_PHYID_FORM_SLOT_LPORT:
+            id.form = "slot_lport";
+            id.parts = {{"device", u(16, 0xFF)}, {"slot", u(8, 0xFF)}, {"lport", u(0, 0xFF)}};
+            break;
+        case DM_PHYID_FORM_MOD_PORT:
+            id.form = "mod_port";
+            id.parts = {{"chipid", dm_mod_port_chipid(value)}, {"port", dm_mod_port_port(value)}};
+            break;
+        case DM_PHYID_FORM_UNIT_PORT:
+            id.form = "unit_port";
+            id.parts = {{"device", dm_unit_port_devid(value)},
+                        {"slot", dm_unit_port_slot(value)},
+                        {"unit", dm_unit_port_unit(value)},
+                        {"port", dm_unit_port_port(value)}};
+            break;
+        case DM_PHYID_FORM_PHY_MGMT:
+            id.form = "mgmt";
+            id.parts = {{"device", u(16, 0xFF)}, {"slot", u(8, 0xFF)}, {"lport", u(0, 0xFF)}};
+            break;
+        default:
+            break;
+        }
+    } else if (n.find("node") != std::string::npos) {
+        id.form = "node";
+        id.parts = {{"device", dm_node_devid(value)},
+                    {"slot", dm_node_lslot(value)},
+                    {"sslot", dm_node_sslot(value)}};
+    }
+    return id;
+}
+
+namespace {
+
 // The next comma at or after `from` that is not inside parentheses.
 size_t find_top_comma(const std::string &text, size_t from)
 {

@@ -50,6 +50,18 @@ bool parse_int(const std::string &text, int *value, std::string *err);
 // The node of a card: device, slot and sub-slot.
 int node_of(int dev, int slot, int sslot);
 
+// An identifier taken apart, the inverse of the builders above: the form
+// ("slot_lport", "mod_port", "unit_port", "mgmt", "lport_phyid", "node")
+// and its parts in the builder's order ({"device", 1}, {"slot", 3}, ...).
+struct IdParts {
+    const char *form = nullptr;  // null: no form dmsim knows
+    std::vector<std::pair<const char *, int>> parts;
+};
+// What a value named `name` holds, by its name as fmt_for_name reads it:
+// "...lport_phyid" an lport_phyid, "...phyid" a phyid of the form its top
+// byte names, "...node" a node; anything else is left alone.
+IdParts decode_id(const std::string &name, int value);
+
 // A comma-separated list of values, ranges "a-b" (ascending) and repeats
 // "v*n", at most `max_items` values in all.
 bool parse_list(const std::string &text, std::vector<int> *values, std::string *err,

@@ -6,9 +6,11 @@
 #include <cstring>
 
 #include <dm_host_ctl.h>
+#include <nlohmann/json.hpp>
 #include <dm_lib_pd/dm_ids.h>
 
 #include "app.h"
+#include "json_out.h"
 #include "session.h"
 #include "workdir.h"
 
@@ -54,10 +56,10 @@ bool cmd_me(Session &s, const Args &a, std::string *err)
             std::printf("this card: not set\n");
         } else {
             std::printf(
-                "this card: node 0x%08x (device %d slot %d), lslotid %d, card type %d, node type "
+                "this card: node %s (device %d slot %d), lslotid %d, card type %d, node type "
                 "%s\n",
-                static_cast<unsigned>(me.node), dm_node_devid(me.node), dm_node_lslot(me.node),
-                me.lslotid, me.card_type, node_type_name(me.node_type));
+                hex32(static_cast<unsigned>(me.node)).c_str(), dm_node_devid(me.node),
+                dm_node_lslot(me.node), me.lslotid, me.card_type, node_type_name(me.node_type));
         }
         return true;
     }
@@ -269,9 +271,26 @@ bool cmd_events(Session &s, const Args &a, std::string *err)
     std::vector<int> chipids;
     std::vector<int> nodes;
     std::vector<int> units;
-    std::printf("events: %zu\n", evs.size());
+    const bool json = json_active();
+    if (json) {
+        s.emitted = true;
+        json_emit({{"cmd", "events"}, {"count", evs.size()}});
+    } else {
+        std::printf("events: %zu\n", evs.size());
+    }
     for (const AppEvent &e : evs) {
-        std::printf("  %d %s\n", e.msg_id, describe_event(e.msg_id, e.data).c_str());
+        if (json) {
+            Result d = decode_event(e.msg_id, e.data);
+            Json obj = {{"cmd", "event"}, {"id", e.msg_id}, {"name", d.title}};
+            Json payload = json_of_result(d);
+            obj["data"] = payload["out"];
+            if (payload.contains("decoded")) {
+                obj["decoded"] = payload["decoded"];
+            }
+            json_emit(obj);
+        } else {
+            std::printf("  %d %s\n", e.msg_id, describe_event(e.msg_id, e.data).c_str());
+        }
         ids.push_back(e.msg_id);
         if (e.msg_id == DEV_MSG_CHIPIP_ALLOC && e.data.size() >= sizeof(dm_chipid_alloc_t)) {
             dm_chipid_alloc_t c;

@@ -369,8 +369,8 @@ bool cmd_portvalid(Session &s, const Args &a, std::string *err)
         return false;
     }
     v.valid = static_cast<uint8_t>(valid);
-    std::printf("port-validity request node=0x%08x lport=%d valid=%d\n",
-                static_cast<unsigned>(v.node), v.lport, v.valid);
+    std::printf("port-validity request node=%s lport=%d valid=%d\n",
+                hex32(static_cast<unsigned>(v.node)).c_str(), v.lport, v.valid);
     return send_rpc(s, dp_message(DP_LIB_MSG_PORT_VALID, DP_LIB_MOD_PD, bytes_of(v)), err);
 }
 

@@ -3,9 +3,11 @@
 #include <cstdio>
 
 #include <dm_host_ctl.h>
+#include <nlohmann/json.hpp>
 
 #include "calls.h"
 #include "gen.h"
+#include "json_out.h"
 #include "picture.h"
 #include "session.h"
 
@@ -30,7 +32,9 @@ bool cmd_call(Session &s, const Args &a, std::string *err)
     if (!run_call(*e, rest, &r, err)) {
         return false;
     }
-    std::fputs(render(r).c_str(), stdout);
+    if (!json_active()) {
+        std::fputs(render(r).c_str(), stdout);
+    }
     set_last(s, r);
     return true;
 }
@@ -43,7 +47,12 @@ bool cmd_show(Session &s, const Args &a, std::string *err)
             !a.get("slot", &opt.slot, err) || !a.get("panels", &opt.panels, err)) {
             return false;
         }
-        std::fputs(draw_chassis(s.model, opt).c_str(), stdout);
+        if (json_active()) {
+            s.emitted = true;
+            json_emit({{"cmd", "show"}, {"chassis", json_of_chassis(s.model)}});
+        } else {
+            std::fputs(draw_chassis(s.model, opt).c_str(), stdout);
+        }
         return true;
     }
     int para = 0;
@@ -59,6 +68,11 @@ bool cmd_show(Session &s, const Args &a, std::string *err)
         return false;
     }
     std::fflush(stdout);
+    if (json_active()) {
+        // The library's own text, carried as it printed it.
+        s.emitted = true;
+        json_emit({{"cmd", "show"}, {"para", para}, {"text", json_take_text()}});
+    }
     return true;
 }
 

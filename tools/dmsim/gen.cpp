@@ -182,59 +182,64 @@ int llcb_of(int port_type)
     return port_type >= 0 && port_type < 12 ? llcb[port_type] : -1;
 }
 
-}  // namespace
-
-bool gen_chassis(const Args &a, Model &model, std::vector<GenAction> *actions, GenSummary *summary,
-                 std::string *err)
-{
+// A plan being made: the parameters, the chassis as it will be, the steps
+// and their counts. Each step below adds one kind of thing to it.
+struct Plan {
     GenParams p;
-    if (!parse_params(a, &p, err)) {
-        return false;
-    }
-    int next_chipid = model.next_chipid;
-    if (!a.get("chipid", &next_chipid, err)) {
-        return false;
-    }
-    Model m = model;  // applied only when the whole plan stands
+    Model m;
     std::vector<GenAction> out;
     GenSummary sum;
-    sum.devices = static_cast<int>(p.devs.size());
+    std::vector<chipid_slot_t> allocs;
+    int next_chipid = 0;
+};
 
-    if (m.chip_types.count(p.chiptype) == 0) {
-        dp_lib_chip_info_t chip = {p.chiptype, 1, 0xFF, 0};
-        m.chip_types[p.chiptype] = chip;
-        out.push_back(data_action(DP_LIB_MSG_CHIP_CFG, bytes_of(chip)));
+// The chip type, unless it is described already.
+void plan_chip_type(Plan &g)
+{
+    if (g.m.chip_types.count(g.p.chiptype) == 0) {
+        dp_lib_chip_info_t chip = {g.p.chiptype, 1, 0xFF, 0};
+        g.m.chip_types[g.p.chiptype] = chip;
+        g.out.push_back(data_action(DP_LIB_MSG_CHIP_CFG, bytes_of(chip)));
     }
-    for (int slot : p.slots) {
-        int type = card_type_of(p, slot);
-        if (m.card_types.count(type) != 0) {
+}
+
+// The card types of the slots that are not described yet.
+bool plan_card_types(Plan &g, std::string *err)
+{
+    for (int slot : g.p.slots) {
+        int type = card_type_of(g.p, slot);
+        if (g.m.card_types.count(type) != 0) {
             continue;
         }
         auto rec = std::make_unique<dp_lib_card_type_info_t>();
-        if (!make_card_type(p, type, rec.get(), err)) {
+        if (!make_card_type(g.p, type, rec.get(), err)) {
             return false;
         }
-        m.card_types[type] = *rec;
-        out.push_back(data_action(DP_LIB_MSG_CARD_CFG, bytes_of(*rec)));
-        ++sum.card_types;
+        g.m.card_types[type] = *rec;
+        g.out.push_back(data_action(DP_LIB_MSG_CARD_CFG, bytes_of(*rec)));
+        ++g.sum.card_types;
     }
+    return true;
+}
 
-    std::vector<chipid_slot_t> allocs;
-    for (int dev : p.devs) {
-        for (int slot : p.slots) {
-            int type = card_type_of(p, slot);
-            const dp_lib_card_type_info_t &ct = m.card_types[type];
-            Card card{dm_node_make(dev, slot), type, type, p.node_type};
-            m.apply_card(card);
-            out.push_back({GenAction::Kind::SetCard, card, {}, {}});
-            ++sum.cards;
+// Every card present, and a chip-ID allocation for each slot without one.
+bool plan_cards(Plan &g, std::string *err)
+{
+    for (int dev : g.p.devs) {
+        for (int slot : g.p.slots) {
+            int type = card_type_of(g.p, slot);
+            const dp_lib_card_type_info_t &ct = g.m.card_types[type];
+            Card card{dm_node_make(dev, slot), type, type, g.p.node_type};
+            g.m.apply_card(card);
+            g.out.push_back({GenAction::Kind::SetCard, card, {}, {}});
+            ++g.sum.cards;
             int gslot = dm_get_gslot_from_lslot(dev, slot, 0);
             int chips = ct.chip_num > 0 ? ct.chip_num : 1;
-            int ids = chips * p.ids_per_chip;
-            if (m.chipids.count(gslot) != 0 || ids > CHIPID_SLOT_ID_MAX) {
+            int ids = chips * g.p.ids_per_chip;
+            if (g.m.chipids.count(gslot) != 0 || ids > CHIPID_SLOT_ID_MAX) {
                 continue;  // keeps the allocation the slot already has
             }
-            if (next_chipid + ids > 2048) {
+            if (g.next_chipid + ids > 2048) {
                 *err = "chip IDs would run past 2047 (chipid= sets where they start)";
                 return false;
             }
@@ -242,99 +247,140 @@ bool gen_chassis(const Args &a, Model &model, std::vector<GenAction> *actions, G
             rec.status = CHIPID_VALID;
             rec.gslot = gslot;
             rec.card_type = type;
-            rec.idnum_per_unit = static_cast<uint16_t>(p.ids_per_chip);
+            rec.idnum_per_unit = static_cast<uint16_t>(g.p.ids_per_chip);
             rec.id_num = static_cast<uint16_t>(ids);
             for (int i = 0; i < ids; ++i) {
-                rec.id[i] = static_cast<uint16_t>(next_chipid++);
+                rec.id[i] = static_cast<uint16_t>(g.next_chipid++);
             }
-            m.apply_chipid(rec);
-            allocs.push_back(rec);
-            sum.chip_ids += ids;
+            g.m.apply_chipid(rec);
+            g.allocs.push_back(rec);
+            g.sum.chip_ids += ids;
         }
     }
+    return true;
+}
 
-    // This card, when asked for or when none is set yet.
-    if (!p.me_given && !m.me.known && !p.devs.empty() && !p.slots.empty()) {
+// This card, when asked for or when none is set yet.
+bool plan_me(Plan &g, std::string *err)
+{
+    GenParams &p = g.p;
+    if (!p.me_given && !g.m.me.known && !p.devs.empty() && !p.slots.empty()) {
         p.me_dev = p.devs.front();
         p.me_slot = p.slots.front();
         p.me_given = true;
     }
-    if (p.me_given && !p.me_none) {
-        int type = card_type_of(p, p.me_slot);
-        if (std::find(p.devs.begin(), p.devs.end(), p.me_dev) == p.devs.end() ||
-            std::find(p.slots.begin(), p.slots.end(), p.me_slot) == p.slots.end()) {
-            *err = "me= names a slot that this gen does not fill";
-            return false;
-        }
-        m.me = {true, dm_node_make(p.me_dev, p.me_slot),
-                dm_get_gslot_from_lslot(p.me_dev, p.me_slot, 0), type, p.node_type};
-        GenAction act{GenAction::Kind::SetMe, {}, m.me, {}};
-        out.push_back(act);
-        sum.me_set = true;
-        sum.me_dev = p.me_dev;
-        sum.me_slot = p.me_slot;
+    if (!p.me_given || p.me_none) {
+        return true;
     }
-
-    // The address manager sends at most 64 records in one batch.
-    for (size_t i = 0; i < allocs.size(); i += 64) {
-        std::vector<chipid_slot_t> part(allocs.begin() + i,
-                                        allocs.begin() + std::min(allocs.size(), i + 64));
-        out.push_back({GenAction::Kind::Addr, {}, {}, addr_sync(ADDR_LIB_BS_SYNC, part)});
+    int type = card_type_of(p, p.me_slot);
+    if (std::find(p.devs.begin(), p.devs.end(), p.me_dev) == p.devs.end() ||
+        std::find(p.slots.begin(), p.slots.end(), p.me_slot) == p.slots.end()) {
+        *err = "me= names a slot that this gen does not fill";
+        return false;
     }
+    g.m.me = {true, dm_node_make(p.me_dev, p.me_slot),
+              dm_get_gslot_from_lslot(p.me_dev, p.me_slot, 0), type, p.node_type};
+    GenAction act{GenAction::Kind::SetMe, {}, g.m.me, {}};
+    g.out.push_back(act);
+    g.sum.me_set = true;
+    g.sum.me_dev = p.me_dev;
+    g.sum.me_slot = p.me_slot;
+    return true;
+}
 
-    for (int dev : p.devs) {
-        for (int slot : p.slots) {
-            const dp_lib_card_type_info_t &ct = m.card_types[card_type_of(p, slot)];
-            int gslot = dm_get_gslot_from_lslot(dev, slot, 0);
+// The allocations, as the address manager sends them: at most 64 records
+// in one batch.
+void plan_chipid_sync(Plan &g)
+{
+    for (size_t i = 0; i < g.allocs.size(); i += 64) {
+        std::vector<chipid_slot_t> part(g.allocs.begin() + i,
+                                        g.allocs.begin() + std::min(g.allocs.size(), i + 64));
+        g.out.push_back({GenAction::Kind::Addr, {}, {}, addr_sync(ADDR_LIB_BS_SYNC, part)});
+    }
+}
+
+// One port record of a card type's lport, and the kernel device's view of
+// its interface index when asked.
+void plan_port(Plan &g, int dev, int slot, int l, const dp_lib_card_type_info_t &ct)
+{
+    int gslot = dm_get_gslot_from_lslot(dev, slot, 0);
+    dp_lib_port_t port = {};
+    port.devid = dev;
+    port.slotid = slot;
+    port.portid = l;
+    port.l_chipid = ct.lport_unit[l];
+    port.chip_portid = ct.chip_port[l];
+    port.phyid = dm_phyid_make(dev, slot, port.l_chipid, port.chip_portid);
+    port.ss_phyid = dm_slot_lport_phyid(dev, slot, l);
+    port.node = dm_node_make(dev, slot);
+    port.g_chipid = std::max(0, g.m.first_chipid(gslot, port.l_chipid));
+    port.ifx = g.p.with_ifx ? (dev << 20) | (slot << 12) | l : 0;
+    port.type = g.p.speed;
+    port.medium_type = g.p.medium;
+    port.poe_support = ct.lport_poe_support[l];
+    port.lsm_key = port.ss_phyid;
+    port.lsm_user_slot = slot;
+    port.lsm_user_port = l;
+    g.m.apply_port(port);
+    g.out.push_back(data_action(DP_LIB_MSG_PORT_INFO, bytes_of(port)));
+    if (g.p.kdev && port.ifx != 0) {
+        g.out.push_back(
+            {GenAction::Kind::KdevIfx, {}, {}, {}, port.lsm_key, llcb_of(port.type), port.ifx});
+        g.out.push_back({GenAction::Kind::KdevKey, {}, {}, {}, port.ifx, port.lsm_key, 0});
+    }
+    ++g.sum.ports;
+}
+
+// Every port of every card.
+void plan_ports(Plan &g)
+{
+    for (int dev : g.p.devs) {
+        for (int slot : g.p.slots) {
+            const dp_lib_card_type_info_t &ct = g.m.card_types[card_type_of(g.p, slot)];
             for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
-                if (ct.lport_unit[l] < 0 || ct.chip_port[l] < 0) {
-                    continue;
+                if (ct.lport_unit[l] >= 0 && ct.chip_port[l] >= 0) {
+                    plan_port(g, dev, slot, l, ct);
                 }
-                dp_lib_port_t port = {};
-                port.devid = dev;
-                port.slotid = slot;
-                port.portid = l;
-                port.l_chipid = ct.lport_unit[l];
-                port.chip_portid = ct.chip_port[l];
-                port.phyid = dm_phyid_make(dev, slot, port.l_chipid, port.chip_portid);
-                port.ss_phyid = dm_slot_lport_phyid(dev, slot, l);
-                port.node = dm_node_make(dev, slot);
-                port.g_chipid = std::max(0, m.first_chipid(gslot, port.l_chipid));
-                port.ifx = p.with_ifx ? (dev << 20) | (slot << 12) | l : 0;
-                port.type = p.speed;
-                port.medium_type = p.medium;
-                port.poe_support = ct.lport_poe_support[l];
-                port.lsm_key = port.ss_phyid;
-                port.lsm_user_slot = slot;
-                port.lsm_user_port = l;
-                m.apply_port(port);
-                out.push_back(data_action(DP_LIB_MSG_PORT_INFO, bytes_of(port)));
-                if (p.kdev && port.ifx != 0) {
-                    out.push_back({GenAction::Kind::KdevIfx,
-                                   {},
-                                   {},
-                                   {},
-                                   port.lsm_key,
-                                   llcb_of(port.type),
-                                   port.ifx});
-                    out.push_back(
-                        {GenAction::Kind::KdevKey, {}, {}, {}, port.ifx, port.lsm_key, 0});
-                }
-                ++sum.ports;
             }
         }
     }
+}
 
-    if (sum.me_set) {
-        m.my_lports = lports_of_card_type(m.card_types[m.me.card_type], p.medium, p.speed);
-        out.push_back(
+// This card's local ports, when this gen set this card.
+void plan_local_ports(Plan &g)
+{
+    if (g.sum.me_set) {
+        g.m.my_lports =
+            lports_of_card_type(g.m.card_types[g.m.me.card_type], g.p.medium, g.p.speed);
+        g.out.push_back(
             data_action(DP_LIB_MSG_MY_LPORT_CFG,
-                        lport_payload(m.my_lports, static_cast<int>(m.my_lports.size()))));
+                        lport_payload(g.m.my_lports, static_cast<int>(g.m.my_lports.size()))));
     }
-    m.next_chipid = next_chipid;
-    model = std::move(m);
-    actions->insert(actions->end(), out.begin(), out.end());
-    *summary = sum;
+}
+
+}  // namespace
+
+bool gen_chassis(const Args &a, Model &model, std::vector<GenAction> *actions, GenSummary *summary,
+                 std::string *err)
+{
+    Plan g;
+    g.next_chipid = model.next_chipid;
+    if (!parse_params(a, &g.p, err) || !a.get("chipid", &g.next_chipid, err)) {
+        return false;
+    }
+    g.m = model;  // applied only when the whole plan stands
+    g.sum.devices = static_cast<int>(g.p.devs.size());
+    plan_chip_type(g);
+    if (!plan_card_types(g, err) || !plan_cards(g, err) || !plan_me(g, err)) {
+        return false;
+    }
+    plan_chipid_sync(g);
+    plan_ports(g);
+    plan_local_ports(g);
+    g.m.next_chipid = g.next_chipid;
+    model = std::move(g.m);
+    actions->insert(actions->end(), g.out.begin(), g.out.end());
+    *summary = g.sum;
     return true;
 }
 

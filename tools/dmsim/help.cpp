@@ -67,6 +67,7 @@ bool help_text(const std::string &topic, std::string *text)
         {"source FILE", "runs another script (relative to this one)"},
         {"echo TEXT", "prints TEXT"},
         {"help [COMMAND]", "this help"},
+        {"json on|off", "one JSON object per command from now on (as --json), or text again"},
         {"quit", "ends the session (also: exit)"},
     };
     if (topic.empty()) {

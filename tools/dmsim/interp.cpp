@@ -4,7 +4,10 @@
 #include <cstdio>
 #include <fstream>
 
+#include <nlohmann/json.hpp>
+
 #include "calls.h"
+#include "json_out.h"
 #include "workdir.h"
 
 namespace dmsim {
@@ -13,8 +16,14 @@ namespace {
 
 constexpr int kMaxSourceDepth = 16;
 
+std::string g_cmd;  // the command word of the line running, for JSON errors
+
 void report(const Where &w, const char *kind, const std::string &text)
 {
+    if (json_active()) {
+        json_emit({{"cmd", g_cmd}, {"error", text}, {"file", w.file}, {"line", w.line}});
+        return;
+    }
     std::fflush(stdout);
     std::fprintf(stderr, "%s:%d: %s: %s\n", w.file.c_str(), w.line, kind, text.c_str());
     std::fflush(stderr);
@@ -40,16 +49,30 @@ Status check_clauses(Session &s, const std::vector<std::string> &clauses, const 
         return Status::Error;
     }
     Status st = Status::Ok;
+    Json checks = Json::array();
     for (const std::string &c : clauses) {
         std::string why;
-        if (!check_clause(s.last, c, &why)) {
-            if (why.rfind("bad expectation", 0) == 0) {
-                report(w, "error", why);
-                return Status::Error;
+        bool ok = check_clause(s.last, c, &why);
+        if (!ok && why.rfind("bad expectation", 0) == 0) {
+            report(w, "error", why);
+            return Status::Error;
+        }
+        checks.push_back({{"check", c}, {"ok", ok}});
+        if (!ok) {
+            checks.back()["why"] = why;
+            if (!json_active()) {
+                report(w, "expect failed", why);
             }
-            report(w, "expect failed", why);
             st = Status::ExpectFailed;
         }
+    }
+    if (json_active()) {
+        json_emit({{"cmd", "expect"},
+                   {"ok", st == Status::Ok},
+                   {"file", w.file},
+                   {"line", w.line},
+                   {"checks", checks}});
+        return st;
     }
     if (st != Status::Ok && !s.last.title.empty()) {
         std::fprintf(stderr, "  the answer was: %s", render(s.last).c_str());
@@ -121,11 +144,15 @@ Status cmd_source(Session &s, const std::vector<std::string> &words, const Where
 
 }  // namespace
 
-void set_last(Session &s, Result r) { s.last = std::move(r); }
+void set_last(Session &s, Result r)
+{
+    s.last = std::move(r);
+    ++s.answers;
+}
 
 std::vector<std::string> command_names()
 {
-    std::vector<std::string> names = {"expect", "source", "echo", "help", "quit", "exit"};
+    std::vector<std::string> names = {"expect", "source", "echo", "help", "json", "quit", "exit"};
     for (const auto *family : {&host_commands(), &message_commands(), &query_commands()}) {
         for (const Command &c : *family) {
             names.push_back(c.name);
@@ -134,17 +161,30 @@ std::vector<std::string> command_names()
     return names;
 }
 
-Status run_line(Session &s, const std::string &line, const Where &w)
+namespace {
+
+// json on|off
+Status cmd_json(Session &s, const std::vector<std::string> &words, const Where &w)
 {
-    std::vector<std::string> words;
+    if (words.size() != 2 || (words[1] != "on" && words[1] != "off")) {
+        report(w, "error", "usage: json on|off");
+        return Status::Error;
+    }
     std::string err;
-    if (!split_words(line, &words, &err)) {
+    if (words[1] == "off") {
+        s.emitted = true;
+        json_emit({{"cmd", "json"}, {"json", false}});
+        json_stop();
+    } else if (!json_active() && !json_start(&err)) {
         report(w, "error", err);
         return Status::Error;
     }
-    if (words.empty()) {
-        return Status::Ok;
-    }
+    return Status::Ok;
+}
+
+Status run_words(Session &s, const std::vector<std::string> &words, const Where &w)
+{
+    std::string err;
     const std::string &cmd = words[0];
     if (cmd == "expect") {
         return cmd_expect(s, words, w);
@@ -173,6 +213,9 @@ Status run_line(Session &s, const std::string &line, const Where &w)
         s.quit = true;
         return Status::Ok;
     }
+    if (cmd == "json") {
+        return cmd_json(s, words, w);
+    }
     const Command *c = find_command(cmd);
     if (c == nullptr) {
         report(w, "error", "unknown command '" + cmd + "' (help lists the commands)");
@@ -185,10 +228,46 @@ Status run_line(Session &s, const std::string &line, const Where &w)
     return Status::Ok;
 }
 
+}  // namespace
+
+Status run_line(Session &s, const std::string &line, const Where &w)
+{
+    std::vector<std::string> words;
+    std::string err;
+    g_cmd.clear();
+    if (!split_words(line, &words, &err)) {
+        report(w, "error", err);
+        return Status::Error;
+    }
+    if (words.empty()) {
+        return Status::Ok;
+    }
+    g_cmd = words[0];
+    const int answers = s.answers;
+    s.emitted = false;
+    const bool was_json = json_active();
+    Status st = run_words(s, words, w);
+    // Every other command that went well: its answer (if it gave one) and
+    // what it printed.
+    if (st == Status::Ok && was_json && json_active() && !s.emitted && g_cmd != "expect" &&
+        g_cmd != "source") {
+        Json obj = {{"cmd", g_cmd}};
+        if (s.answers != answers) {
+            obj.update(json_of_result(s.last));
+        }
+        json_emit(obj);
+    }
+    return st;
+}
+
 Status run_script(Session &s, const std::string &path)
 {
     std::ifstream in(user_path(path));
     if (!in) {
+        if (json_active()) {
+            json_emit({{"cmd", "source"}, {"error", "cannot open the script"}, {"file", path}});
+            return Status::Error;
+        }
         std::fflush(stdout);
         std::fprintf(stderr, "%s: cannot open the script\n", path.c_str());
         return Status::Error;

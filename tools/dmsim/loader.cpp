@@ -2,8 +2,12 @@
 #include "loader.h"
 
 #include <dlfcn.h>
+#include <elf.h>
+#include <link.h>
 
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 
 #include <dm_host_ctl.h>
 #include <dm_lib_pd/dm_event.h>
@@ -68,6 +72,37 @@ bool load_library(const std::string &path, std::string *err)
              "): no events will be delivered");
     }
     return true;
+}
+
+std::string library_version()
+{
+    link_map *map = nullptr;
+    if (g_handle == nullptr || dlinfo(g_handle, RTLD_DI_LINKMAP, &map) != 0 || map == nullptr) {
+        return "not loaded";
+    }
+    // The dynamic section as the loader relocated it: the string table's
+    // address and the SONAME's offset in it.
+    const char *strtab = nullptr;
+    long soname_at = -1;
+    for (const ElfW(Dyn) *d = map->l_ld; d->d_tag != DT_NULL; ++d) {
+        if (d->d_tag == DT_STRTAB) {
+            strtab = reinterpret_cast<const char *>(d->d_un.d_ptr);
+        } else if (d->d_tag == DT_SONAME) {
+            soname_at = static_cast<long>(d->d_un.d_val);
+        }
+    }
+    std::string soname = strtab != nullptr && soname_at >= 0 ? strtab + soname_at : "";
+    std::string version = "unknown";
+    char real[PATH_MAX];
+    if (realpath(map->l_name, real) != nullptr) {
+        std::string file = real;
+        file = file.substr(file.rfind('/') + 1);
+        size_t so = file.find(".so.");
+        if (so != std::string::npos) {
+            version = file.substr(so + 4);
+        }
+    }
+    return "soname " + (soname.empty() ? std::string("none") : soname) + ", version " + version;
 }
 
 void stop_library() { dm_host_event_stop(); }

@@ -12,6 +12,9 @@ namespace dmsim {
 // loading (a registration refused, a function missing) are warned about on
 // standard error and the session goes on.
 bool load_library(const std::string &path, std::string *err);
+// "soname libdm_lib_pd.so.1, version 1.0.0": the loaded library's SONAME
+// and the version its file carries after ".so." (its real name).
+std::string library_version();
 // Asks the host's event loop to return; the library stays loaded.
 void stop_library();
 

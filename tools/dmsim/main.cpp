@@ -15,12 +15,16 @@
 
 #include "calls.h"
 #include "interp.h"
+#include "json_out.h"
 #include "loader.h"
 #include "shell.h"
 #include "workdir.h"
 
 #ifndef DMSIM_DEFAULT_LIB
 #define DMSIM_DEFAULT_LIB "libdm_lib_pd.so"
+#endif
+#ifndef DMSIM_VERSION
+#define DMSIM_VERSION "unknown"
 #endif
 #ifndef DMSIM_DEMO
 #define DMSIM_DEMO "examples/demo.dms"
@@ -29,10 +33,12 @@
 namespace {
 
 const char kUsage[] =
-    "usage: dmsim [--lib PATH] [-k] [SCRIPT...]  run scripts ('-' reads standard input);\n"
-    "                                        -k: go on after a failed command\n"
+    "usage: dmsim [--lib PATH] [-k] [--json] [SCRIPT...]  run scripts ('-' reads standard\n"
+    "                                        input); -k: go on after a failed command;\n"
+    "                                        --json: one JSON object per command\n"
     "       dmsim [--lib PATH]               interactive on a terminal, else the demo\n"
     "       dmsim --calls                    list the functions 'call' knows\n"
+    "       dmsim [--lib PATH] --version     dmsim's version and the library's\n"
     "       dmsim --help\n"
     "Exit status: 0 all went well, 1 a command failed or an expectation did not\n"
     "hold, 2 dmsim could not start. The library by default: " DMSIM_DEFAULT_LIB "\n\n";
@@ -43,6 +49,8 @@ struct Options {
     bool help = false;
     bool calls = false;
     bool keep_going = false;
+    bool json = false;
+    bool version = false;
 };
 
 bool parse_options(int argc, char **argv, Options *o)
@@ -53,6 +61,10 @@ bool parse_options(int argc, char **argv, Options *o)
             o->help = true;
         } else if (a == "--calls") {
             o->calls = true;
+        } else if (a == "--json") {
+            o->json = true;
+        } else if (a == "--version") {
+            o->version = true;
         } else if (a == "--keep-going" || a == "-k") {
             o->keep_going = true;
         } else if (a == "--lib" && i + 1 < argc) {
@@ -128,12 +140,26 @@ int main(int argc, char **argv)
         dmsim::workdir_leave();
         return 2;
     }
+    if (o.version) {
+        std::printf("dmsim %s\nlibrary %s: %s\n", DMSIM_VERSION, lib.c_str(),
+                    dmsim::library_version().c_str());
+        dmsim::stop_library();
+        dmsim::workdir_leave();
+        return 0;
+    }
+    if (o.json && !dmsim::json_start(&err)) {
+        std::fprintf(stderr, "dmsim: %s\n", err.c_str());
+        dmsim::stop_library();
+        dmsim::workdir_leave();
+        return 2;
+    }
     // The kernel-device stand-in answers from the start; 'kdev detach' lets
     // the library's requests reach the real ioctl (which refuses them).
     dm_host_kdev_attach(true);
     dmsim::Session s;
     s.keep_going = o.keep_going;
     int rc = run(s, o);
+    dmsim::json_stop();
     std::fflush(stdout);
     dmsim::stop_library();
     dmsim::workdir_leave();

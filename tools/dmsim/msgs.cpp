@@ -127,22 +127,19 @@ std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t
     return b;
 }
 
-bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+namespace {
+
+// The card type's own fields: type, name, chip count and chip types, PoE,
+// node type; *cport is where the chip ports start.
+bool card_identity(const Args &a, dp_lib_card_type_info_t *rec, int *cport, std::string *err)
 {
-    if (!a.only({"type", "name", "ports", "chips", "chiptype", "chiptypes", "lports", "per_unit",
-                 "cport", "poe", "poe_lports", "node_type", "map", "relate"},
-                err)) {
-        return false;
-    }
-    std::memset(rec, 0, sizeof *rec);
     int type = 0;
     int chips = 1;
     int chiptype = 0;
-    int cport = 1;
     int poe = 0;
     int node_type = DM_TYPE_LC;
     if (!a.need("type", &type, err) || !a.get("chips", &chips, err) ||
-        !a.get("chiptype", &chiptype, err) || !a.get("cport", &cport, err) ||
+        !a.get("chiptype", &chiptype, err) || !a.get("cport", cport, err) ||
         !a.get("poe", &poe, err) || !opt_named(a, "node_type", &node_type, parse_node_type, err) ||
         !in_range("chips", chips, 0, DP_LIB_CARD_UNIT_MAX, err)) {
         return false;
@@ -160,14 +157,19 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
         }
     }
     std::copy(chip_types.begin(), chip_types.end(), rec->chip_types);
+    return true;
+}
 
+// The front-panel lports (lports=, or 1..ports), with the port count.
+bool card_lports(const Args &a, dp_lib_card_type_info_t *rec, std::vector<int> *lports,
+                 std::string *err)
+{
     int ports = 0;
-    std::vector<int> lports;
     if (const std::string *l = a.opt("lports")) {
-        if (!parse_list(*l, &lports, err, DP_LIB_CARD_LPORT_MAX)) {
+        if (!parse_list(*l, lports, err, DP_LIB_CARD_LPORT_MAX)) {
             return false;
         }
-        ports = static_cast<int>(lports.size());
+        ports = static_cast<int>(lports->size());
     }
     if (!a.get("ports", &ports, err) || !in_range("ports", ports, 0, DP_LIB_CARD_LPORT_MAX, err)) {
         return false;
@@ -175,10 +177,19 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
     if (!a.has("lports")) {
         int first = ports == DP_LIB_CARD_LPORT_MAX ? 0 : 1;
         for (int i = 0; i < ports; ++i) {
-            lports.push_back(first + i);
+            lports->push_back(first + i);
         }
     }
     rec->port_num = ports;
+    return true;
+}
+
+// Each lport to a unit and chip port: per_unit lports per unit in turn, at
+// chip ports from cport upwards.
+bool spread_lports(const Args &a, const std::vector<int> &lports, int cport,
+                   dp_lib_card_type_info_t *rec, std::string *err)
+{
+    const int chips = rec->chip_num;
     int n = static_cast<int>(lports.size());
     int per_unit = std::max(1, chips > 0 ? (n + chips - 1) / chips : n);
     if (!a.get("per_unit", &per_unit, err) || !in_range("per_unit", per_unit, 1, 512, err)) {
@@ -194,6 +205,13 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
             static_cast<int8_t>(chips > 0 ? std::min(i / per_unit, chips - 1) : 0);
         rec->chip_port[lports[i]] = cport + i % per_unit;
     }
+    return true;
+}
+
+// map=L:U:P,..: single lports moved (unit -1 removes one); then each unit's
+// highest chip port.
+bool map_lports(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+{
     std::vector<std::vector<int>> map;
     if (const std::string *m = a.opt("map")) {
         if (!parse_tuples(*m, 3, &map, err)) {
@@ -214,18 +232,30 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
             rec->chip_cport_max[u] = std::max(rec->chip_cport_max[u], rec->chip_port[l]);
         }
     }
-    std::vector<int> poe_lports;
+    return true;
+}
+
+// poe_lports=LIST: the lports that supply power.
+bool poe_lports(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+{
+    std::vector<int> lports;
     if (const std::string *p = a.opt("poe_lports")) {
-        if (!parse_list(*p, &poe_lports, err, DP_LIB_CARD_LPORT_MAX)) {
+        if (!parse_list(*p, &lports, err, DP_LIB_CARD_LPORT_MAX)) {
             return false;
         }
     }
-    for (int l : poe_lports) {
+    for (int l : lports) {
         if (!in_range("poe lport", l, 0, DP_LIB_CARD_LPORT_MAX - 1, err)) {
             return false;
         }
         rec->lport_poe_support[l] = 1;
     }
+    return true;
+}
+
+// relate=M:A-B,..: related port ranges.
+bool relate_ports(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+{
     std::vector<std::vector<int>> relate;
     if (const std::string *r = a.opt("relate")) {
         // M:A-B is read as the three parts M, A and B.
@@ -247,6 +277,23 @@ bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *e
         rec->relate_port[i] = {relate[i][0], relate[i][1], relate[i][2]};
     }
     return true;
+}
+
+}  // namespace
+
+bool build_card_type(const Args &a, dp_lib_card_type_info_t *rec, std::string *err)
+{
+    if (!a.only({"type", "name", "ports", "chips", "chiptype", "chiptypes", "lports", "per_unit",
+                 "cport", "poe", "poe_lports", "node_type", "map", "relate"},
+                err)) {
+        return false;
+    }
+    std::memset(rec, 0, sizeof *rec);
+    int cport = 1;
+    std::vector<int> lports;
+    return card_identity(a, rec, &cport, err) && card_lports(a, rec, &lports, err) &&
+           spread_lports(a, lports, cport, rec, err) && map_lports(a, rec, err) &&
+           poe_lports(a, rec, err) && relate_ports(a, rec, err);
 }
 
 bool build_chip_type(const Args &a, dp_lib_chip_info_t *rec, std::string *err)

@@ -22,16 +22,6 @@ constexpr int kCellsPerRow = 8;
 constexpr int kCellWidth = 12;    // inner width of a port cell
 constexpr int kPanelsUpTo = 512;  // ports drawn by default
 
-struct Slot {
-    int dev;
-    int slot;
-    int sslot;
-    bool operator<(const Slot &o) const
-    {
-        return std::tie(dev, slot, sslot) < std::tie(o.dev, o.slot, o.sslot);
-    }
-};
-
 std::string fmt(const char *f, ...) __attribute__((format(printf, 1, 2)));
 std::string fmt(const char *f, ...)
 {
@@ -51,60 +41,7 @@ std::string upper(std::string s)
     return s;
 }
 
-// Every slot that something was described for: a card, a port or chip IDs.
-std::set<Slot> described_slots(const Model &m)
-{
-    std::set<Slot> slots;
-    for (const auto &kv : m.cards) {
-        slots.insert({dm_node_devid(kv.first), dm_node_lslot(kv.first), dm_node_sslot(kv.first)});
-    }
-    for (const auto &kv : m.ports) {
-        slots.insert({kv.second.devid, kv.second.slotid, 0});
-    }
-    for (const auto &kv : m.chipids) {
-        slots.insert({dm_get_devid_from_gslot(kv.first), dm_get_lslot_from_gslot(kv.first),
-                      dm_get_sslot_from_gslot(kv.first)});
-    }
-    return slots;
-}
-
-const Card *card_at(const Model &m, const Slot &s)
-{
-    int node = node_of(s.dev, s.slot, s.sslot);
-    auto it = m.cards.find(node);
-    return it == m.cards.end() ? nullptr : &it->second;
-}
-
-bool is_me(const Model &m, const Slot &s)
-{
-    return m.me.known && dm_node_devid(m.me.node) == s.dev && dm_node_lslot(m.me.node) == s.slot &&
-           dm_node_sslot(m.me.node) == s.sslot;
-}
-
-std::string card_name(const Model &m, int type)
-{
-    auto it = m.card_types.find(type);
-    if (it == m.card_types.end()) {
-        return "?";
-    }
-    const char *n = it->second.name;
-    return std::string(n, strnlen(n, sizeof it->second.name));
-}
-
-std::string chip_ids(const Model &m, const Slot &s)
-{
-    auto it = m.chipids.find(dm_get_gslot_from_lslot(s.dev, s.slot, s.sslot));
-    if (it == m.chipids.end()) {
-        return "-";
-    }
-    std::vector<int> ids;
-    for (int i = 0; i < it->second.id_num && i < CHIPID_SLOT_ID_MAX; ++i) {
-        ids.push_back(it->second.id[i]);
-    }
-    return format_list(ids, Fmt::Dec);
-}
-
-std::string slot_line(const Model &m, const Slot &s)
+std::string slot_line(const Model &m, const ChassisSlot &s)
 {
     const Card *c = card_at(m, s);
     int type = c != nullptr ? c->phy_type : -1;
@@ -117,8 +54,9 @@ std::string slot_line(const Model &m, const Slot &s)
     std::string card = c != nullptr ? fmt("%-12s type %-5d %-6s", card_name(m, type).c_str(), type,
                                           node_type_name(c->node_type))
                                     : fmt("%-12s %-10s %-6s", "(no card)", "", "");
+    std::vector<int> ids = chip_ids(m, s);
     std::string line = fmt("  %s %s %4zu ports  chip IDs %s", where.c_str(), card.c_str(), nports,
-                           chip_ids(m, s).c_str());
+                           ids.empty() ? "-" : format_list(ids, Fmt::Dec).c_str());
     if (is_me(m, s)) {
         line += "   <- this card";
     }
@@ -133,7 +71,7 @@ std::string mgmt_line(const Model &m, int dev)
     std::string line = "  management ports:";
     for (int l = 0; l < 2; ++l) {
         unsigned ifx = m.mgmt_ifx[dev][l];
-        line += ifx != 0 ? fmt(" lport %d ifx 0x%08x", l, ifx) : fmt(" lport %d -", l);
+        line += ifx != 0 ? fmt(" lport %d ifx %s", l, hex32(ifx).c_str()) : fmt(" lport %d -", l);
     }
     return line + "\n";
 }
@@ -156,7 +94,7 @@ std::string border(size_t cells)
     return line + "\n";
 }
 
-std::string panel(const Model &m, const Slot &s)
+std::string panel(const Model &m, const ChassisSlot &s)
 {
     std::string out;
     const Card *c = card_at(m, s);
@@ -194,7 +132,7 @@ std::string panel(const Model &m, const Slot &s)
             std::string marks = std::string(p.is_parent ? "S" : "") + (p.poe_support ? "E" : "");
             top.push_back(fmt("%3d %s%s%s", p.portid, upper(port_type_name(p.type)).c_str(),
                               marks.empty() ? "" : " ", marks.c_str()));
-            mid.push_back(p.ifx != 0 ? fmt("0x%08x", static_cast<unsigned>(p.ifx)) : "ifx -");
+            mid.push_back(p.ifx != 0 ? hex32(static_cast<unsigned>(p.ifx)) : "ifx -");
             low.push_back(fmt("u%d/p%d", p.l_chipid, p.chip_portid));
         }
         out += border(n) + cell_line(top) + cell_line(mid) + cell_line(low);
@@ -207,13 +145,63 @@ std::string panel(const Model &m, const Slot &s)
 
 }  // namespace
 
+// Every slot that something was described for: a card, a port or chip IDs.
+std::set<ChassisSlot> described_slots(const Model &m)
+{
+    std::set<ChassisSlot> slots;
+    for (const auto &kv : m.cards) {
+        slots.insert({dm_node_devid(kv.first), dm_node_lslot(kv.first), dm_node_sslot(kv.first)});
+    }
+    for (const auto &kv : m.ports) {
+        slots.insert({kv.second.devid, kv.second.slotid, 0});
+    }
+    for (const auto &kv : m.chipids) {
+        slots.insert({dm_get_devid_from_gslot(kv.first), dm_get_lslot_from_gslot(kv.first),
+                      dm_get_sslot_from_gslot(kv.first)});
+    }
+    return slots;
+}
+
+const Card *card_at(const Model &m, const ChassisSlot &s)
+{
+    int node = node_of(s.dev, s.slot, s.sslot);
+    auto it = m.cards.find(node);
+    return it == m.cards.end() ? nullptr : &it->second;
+}
+
+bool is_me(const Model &m, const ChassisSlot &s)
+{
+    return m.me.known && dm_node_devid(m.me.node) == s.dev && dm_node_lslot(m.me.node) == s.slot &&
+           dm_node_sslot(m.me.node) == s.sslot;
+}
+
+std::string card_name(const Model &m, int type)
+{
+    auto it = m.card_types.find(type);
+    if (it == m.card_types.end()) {
+        return "?";
+    }
+    const char *n = it->second.name;
+    return std::string(n, strnlen(n, sizeof it->second.name));
+}
+
+std::vector<int> chip_ids(const Model &m, const ChassisSlot &s)
+{
+    std::vector<int> ids;
+    auto it = m.chipids.find(dm_get_gslot_from_lslot(s.dev, s.slot, s.sslot));
+    for (int i = 0; it != m.chipids.end() && i < it->second.id_num && i < CHIPID_SLOT_ID_MAX; ++i) {
+        ids.push_back(it->second.id[i]);
+    }
+    return ids;
+}
+
 std::string draw_chassis(const Model &m, const PictureOptions &opt)
 {
-    std::set<Slot> all = described_slots(m);
-    std::set<Slot> shown;
+    std::set<ChassisSlot> all = described_slots(m);
+    std::set<ChassisSlot> shown;
     std::set<int> devs;
     size_t nports = 0;
-    for (const Slot &s : all) {
+    for (const ChassisSlot &s : all) {
         if ((opt.dev < 0 || s.dev == opt.dev) && (opt.slot < 0 || s.slot == opt.slot)) {
             shown.insert(s);
             devs.insert(s.dev);
@@ -224,12 +212,12 @@ std::string draw_chassis(const Model &m, const PictureOptions &opt)
                           devs.size(), devs.size() == 1 ? "" : "s", shown.size(),
                           shown.size() == 1 ? "" : "s", nports, nports == 1 ? "" : "s");
     if (m.me.known) {
-        out += fmt("This card: device %d slot %d, card type %d, node 0x%08x\n",
+        out += fmt("This card: device %d slot %d, card type %d, node %s\n",
                    dm_node_devid(m.me.node), dm_node_lslot(m.me.node), m.me.card_type,
-                   static_cast<unsigned>(m.me.node));
+                   hex32(static_cast<unsigned>(m.me.node)).c_str());
     }
     int dev = -1;
-    for (const Slot &s : shown) {
+    for (const ChassisSlot &s : shown) {
         if (s.dev != dev) {
             dev = s.dev;
             out += fmt("\nDevice %d\n", dev) + mgmt_line(m, dev);
@@ -247,7 +235,7 @@ std::string draw_chassis(const Model &m, const PictureOptions &opt)
     out +=
         "\nPort cells: lport and type (S split parent, E PoE) / interface index / unit and chip "
         "port\n";
-    for (const Slot &s : shown) {
+    for (const ChassisSlot &s : shown) {
         if (s.sslot == 0) {
             out += panel(m, s);
         }

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
+#include <set>
+#include <tuple>
 
 #include "model.h"
 
@@ -16,5 +19,25 @@ struct PictureOptions {
 };
 
 std::string draw_chassis(const Model &m, const PictureOptions &opt);
+
+// What the picture is drawn from (the JSON form of the chassis uses it too).
+struct ChassisSlot {
+    int dev;
+    int slot;
+    int sslot;
+    bool operator<(const ChassisSlot &o) const
+    {
+        return std::tie(dev, slot, sslot) < std::tie(o.dev, o.slot, o.sslot);
+    }
+};
+// Every slot that something was described for: a card, a port or chip IDs.
+std::set<ChassisSlot> described_slots(const Model &m);
+// The card present in a slot, or null.
+const Card *card_at(const Model &m, const ChassisSlot &s);
+bool is_me(const Model &m, const ChassisSlot &s);
+// The name in a card type's record, "?" for a type not described.
+std::string card_name(const Model &m, int type);
+// The chip IDs allocated to a slot, in order.
+std::vector<int> chip_ids(const Model &m, const ChassisSlot &s);
 
 }  // namespace dmsim

@@ -62,11 +62,7 @@ const Field *Result::find(const std::string &name) const
     return nullptr;
 }
 
-void Result::clear()
-{
-    title.clear();
-    fields.clear();
-}
+void Result::clear() { *this = Result(); }
 
 Fmt fmt_for_name(const std::string &name)
 {
@@ -92,6 +88,13 @@ Fmt fmt_for_name(const std::string &name)
     return Fmt::Dec;
 }
 
+std::string hex32(unsigned v)
+{
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "0x%08x", v);
+    return buf;
+}
+
 std::string format_int(int v, Fmt fmt)
 {
     char buf[32];
@@ -101,7 +104,7 @@ std::string format_int(int v, Fmt fmt)
         }
         std::snprintf(buf, sizeof buf, "%d(not a bool)", v);
     } else if (fmt == Fmt::Hex && v >= 0) {
-        std::snprintf(buf, sizeof buf, "0x%08x", static_cast<unsigned>(v));
+        return hex32(static_cast<unsigned>(v));
     } else if (fmt == Fmt::PortType || fmt == Fmt::Medium || fmt == Fmt::NodeType) {
         const char *name = fmt == Fmt::PortType ? port_type_name(v)
                            : fmt == Fmt::Medium ? medium_name(v)

@@ -25,6 +25,9 @@ struct Field {
 struct Result {
     std::string title;  // "dm_get_unit_port_from_phyid(0x0804310a)"
     std::vector<Field> fields;
+    // Of a call: the function and the inputs it was given, in order.
+    std::string fn;
+    std::vector<Field> args;
 
     void add_int(const std::string &name, int v, Fmt fmt);
     void add_list(const std::string &name, std::vector<int> v, Fmt fmt);
@@ -40,6 +43,8 @@ struct Result {
 // Hex for identifiers (phyids, nodes, interface indexes, interface-manager
 // keys), names for port types, media and node types, decimal for the rest.
 Fmt fmt_for_name(const std::string &name);
+// "0x%08x": the one way dmsim prints an identifier in hex.
+std::string hex32(unsigned v);
 // Hex as 0x%08x; a negative value in a hex field is a failure value and
 // prints in decimal.
 std::string format_int(int v, Fmt fmt);

@@ -19,6 +19,8 @@ struct Session {
     std::string script_dir;   // directory of the running script, for `source`
     int depth = 0;            // nesting of `source`
     bool keep_going = false;  // a failed command does not stop a script
+    int answers = 0;          // set_last calls so far: did this command answer?
+    bool emitted = false;     // this command wrote its own JSON objects
 };
 
 // A command of the language. `run` gets the words after the command word;

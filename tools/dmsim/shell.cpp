@@ -12,6 +12,7 @@
 
 #include "calls.h"
 #include "interp.h"
+#include "json_out.h"
 
 namespace dmsim {
 
@@ -97,12 +98,16 @@ int run_shell(Session &s)
     if (!hist.empty()) {
         read_history(hist.c_str());
     }
-    std::printf("dmsim: the library is loaded and started. help lists the commands; quit ends.\n");
+    // With JSON on, the prompt and greeting go to standard error so that
+    // standard output stays JSON Lines.
+    std::fprintf(json_active() ? stderr : stdout,
+                 "dmsim: the library is loaded and started. help lists the commands; quit ends.\n");
     Where w{"<stdin>", 0};
     while (!s.quit) {
+        rl_outstream = json_active() ? stderr : stdout;
         char *line = readline("dmsim> ");
         if (line == nullptr) {
-            std::printf("\n");
+            std::fprintf(rl_outstream, "\n");
             break;
         }
         ++w.line;
