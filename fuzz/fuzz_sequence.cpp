@@ -99,8 +99,8 @@ void reset()
     dmfuzz::set_rpc_answer(0, 0);
 }
 
-// ---- steps: each reads its fields from the input (fuzz/make_seeds.py writes
-// the same encoding), sends, updates the models and checks what it touched --
+// ---- steps: each reads its fields from the input, sends, updates the models and
+// checks what it touched ----------------------------------------------------
 
 dp_lib_port_split_info_t read_split(Reader &in, int base)
 {

@@ -73,6 +73,9 @@ bool dm_host_addr_batch(int flag);
  * followed by '\n', written into buf (truncated to size); returns the count. */
 int dm_host_batch_steps(char *buf, size_t size);
 void dm_host_batch_steps_clear(void);
+/* With `on`, every device event the library raises is logged among the steps
+ * as "dm_dev_event_notify", so its order against the host's steps shows. */
+void dm_host_batch_steps_log_events(bool on);
 
 /* Event loops stop and return when asked (events still queued stay queued);
  * the request is kept, so a loop started later returns at once. */

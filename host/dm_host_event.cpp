@@ -186,6 +186,7 @@ int dm_dev_event_notify(dev_msg_t *msg)
     if (msg == nullptr) {
         return -1;
     }
+    dm_host::log_event_step();
     event_node *node = copy_event(msg);
     if (node == nullptr) {
         return -1;

@@ -86,4 +86,7 @@ struct table {
     void clear() { count = 0; }
 };
 
+// Logs a raised device event among the batch steps, when asked to.
+DM_HOST_HIDDEN void log_event_step();
+
 }  // namespace dm_host

@@ -23,6 +23,7 @@ addr_lib_pd_frame_t reg_addr_frame;
 // Guards the names of the batch-end steps called so far.
 pthread_mutex_t steps_lock = PTHREAD_MUTEX_INITIALIZER;
 dm_host::table<const char *> steps;
+bool log_events;  // guarded by steps_lock
 
 lib_modu_handle_t pd_handlers()
 {
@@ -270,4 +271,18 @@ void dm_host_batch_steps_clear(void)
     steps.clear();
 }
 
+void dm_host_batch_steps_log_events(bool on)
+{
+    dm_host::mutex_guard g(steps_lock);
+    log_events = on;
+}
+
 }  // extern "C"
+
+void dm_host::log_event_step()
+{
+    dm_host::mutex_guard g(steps_lock);
+    if (log_events) {
+        steps.push("dm_dev_event_notify");
+    }
+}

@@ -49,11 +49,6 @@ foreach(script ${DMSIM_EXAMPLES})
 endforeach()
 dmsim_script_test(demo_output examples/demo.dms EXPECTED tests/dmsim/demo.out)
 
-add_test(NAME dmsim.calls_cover_the_abi
-  COMMAND ${CMAKE_COMMAND} -DDMSIM=$<TARGET_FILE:dmsim>
-    -DSYMBOLS=${PROJECT_SOURCE_DIR}/abi/dm_lib_pd.symbols -P ${DMSIM_TESTS}/calls.cmake)
-set_tests_properties(dmsim.calls_cover_the_abi PROPERTIES LABELS dmsim TIMEOUT 60)
-
 # How dmsim starts: with no script and no terminal it runs the demo; --help
 # documents the language; --lib names the library to load.
 add_test(NAME dmsim.no_script_runs_the_demo COMMAND sh -c "$<TARGET_FILE:dmsim> < /dev/null"

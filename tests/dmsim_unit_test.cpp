@@ -217,17 +217,6 @@ void *sym(Fn *fn)
 
 }  // namespace
 
-TEST(DmsimCalls, TheTableMatchesTheDeclarations)
-{
-    std::set<std::string> names;
-    for (const CallEntry &e : call_table()) {
-        EXPECT_EQ(e.params.size(), e.arity) << e.name;
-        EXPECT_TRUE(names.insert(e.name).second) << "twice: " << e.name;
-    }
-    EXPECT_EQ(call_usage(*find_call("dm_get_poe_support_port")),
-              "dm_get_poe_support_port card_type [port_num=256] -> ret port[] port_num");
-}
-
 TEST(DmsimCalls, InputsAndScalarOutputs)
 {
     Result r;

@@ -36,6 +36,7 @@ TEST(FixedIds, DuneChipids)
 
     EXPECT_EQ(dune_decode(307), (std::vector<int>{2, 3, 0}));
     EXPECT_EQ(dune_decode(538), (std::vector<int>{2, 31, 7}));  // main-board slots decode
+    EXPECT_EQ(dune_decode(27), (std::vector<int>{1, 0, 0}));  // the first ID
     EXPECT_EQ(dune_decode(26), (std::vector<int>{-2}));
     out = dmtest::capture_stdout([] { EXPECT_EQ(dune_decode(539), (std::vector<int>{-2})); });
     EXPECT_NE(out.find("gslot is invalid(0x40)\r\n"), std::string::npos) << out;

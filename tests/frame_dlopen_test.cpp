@@ -113,18 +113,25 @@ TEST(Frame, HandlersRegisterOnce)
     EXPECT_NE(out.find("msg deal fun have registered\r\n"), std::string::npos);
 }
 
+// The library's own step, the chip-ID allocation events of every valid slot,
+// sits between the host's ready notice and its pre-insert notice.
 TEST(Frame, BatchEndCallsTheHostStepsInOrder)
 {
     load_library();
+    dmtest::start_app();
+    dmtest::alloc_chipids(dm_get_gslot_from_lslot(1, 3, 0), {40, 41});
     dm_host_batch_steps_clear();
+    dm_host_batch_steps_log_events(true);
     dm_host_batch(SYNC_BATCH_BEGIN);
     char buf[1024];
     EXPECT_EQ(dm_host_batch_steps(buf, sizeof buf), 0);
     dm_host_batch(SYNC_BATCH_OVER);
-    EXPECT_EQ(dm_host_batch_steps(buf, sizeof buf), 10);
+    dm_host_batch_steps_log_events(false);
+    EXPECT_EQ(dm_host_batch_steps(buf, sizeof buf), 12);
     EXPECT_STREQ(buf,
                  "dp_lib_role_batch_local\nhotplug_lib_batch_local\ndtm_lib_batch_over_handle\n"
                  "hotplug_lib_batch_install\naddr_lib_notity_dcm_ready\n"
+                 "dm_dev_event_notify\ndm_dev_event_notify\n"
                  "dm_card_sub_pre_insert_noti_batch\ndp_lib_role_batch_global\n"
                  "hotplug_lib_batch_global\nhotplug_lib_batch_dp_complete\n"
                  "dm_check_ldp_probe_noti_batch\n");

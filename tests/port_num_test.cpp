@@ -81,6 +81,11 @@ TEST(PortNum, LportOfASlotOfThisDevice)
     EXPECT_EQ(dm_local_check_slot_lport(32, 1), -1);
     std::string out = warned([] { EXPECT_EQ(dm_local_check_slot_lport(3, 48), -1); });
     EXPECT_NE(out.find(">:invalid lport\n"), std::string::npos);
+    // 255 is a local port number the card may lack; 256 is none at all.
+    EXPECT_EQ(warned([] { dm_local_check_slot_lport(3, 255); }).find("Invalid parameter"),
+              std::string::npos);
+    EXPECT_NE(warned([] { dm_local_check_slot_lport(3, 256); }).find("Invalid parameter"),
+              std::string::npos);
     out = warned([] { EXPECT_EQ(dm_local_check_slot_lport(6, 1), -1); });  // type 0: no card
     EXPECT_NE(out.find(">:dm_get_local_card_type_by_any_slot fail\n"), std::string::npos);
     dm_host_set_my_card_type_fails(true);
