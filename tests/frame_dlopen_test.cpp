@@ -195,8 +195,10 @@ RpcReply port_valid(int node, int lport, uint8_t valid, int module = DP_LIB_MOD_
     dm_port_valid_t req = {node, lport, valid, {0, 0, 0}};
     RpcReply r;
     r.buf = message(DP_LIB_MSG_PORT_VALID, module, len, &req, sizeof req);
-    r.buf.resize(16 + 128);
-    dm_host_send_rpc(r.buf.data(), static_cast<int>(r.buf.size()), &r.ack_len);
+    // The request is 28 bytes; the buffer has the host's room for the reply.
+    const int req_len = static_cast<int>(r.buf.size());
+    r.buf.resize(DM_HOST_RPC_REPLY_ROOM);
+    dm_host_send_rpc(r.buf.data(), req_len, &r.ack_len);
     return r;
 }
 
@@ -233,6 +235,18 @@ TEST(Frame, PortValidityTravelsToTheApplicationAndBack)
     r = port_valid(0x01003000, 5, 0);
     EXPECT_EQ(r.ack_len, 4);
     EXPECT_EQ(reply_result(r), -5);
+
+    // A reply of the whole 124 bytes of room comes back whole over the
+    // 28-byte request.
+    std::vector<uint8_t> full(124);
+    for (size_t i = 0; i < full.size(); ++i) {
+        full[i] = static_cast<uint8_t>(i + 1);
+    }
+    dmtest::set_rpc_reply(0, full);
+    r = port_valid(0x01003000, 5, 0);
+    ASSERT_EQ(r.ack_len, 128);
+    EXPECT_EQ(reply_result(r), 0);
+    EXPECT_EQ(std::vector<uint8_t>(r.buf.begin() + 4, r.buf.begin() + 128), full);
 
     // A reply longer than the room it was given is refused, not copied.
     dmtest::set_rpc_reply(0, std::vector<uint8_t>(200, 0x11));
