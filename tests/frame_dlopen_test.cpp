@@ -293,4 +293,31 @@ TEST(Frame, ShowCommandsAndTheDebugOption)
     EXPECT_EQ(next_level(), 1);  // nothing after the blank reads as 0
 }
 
+// The library is never unloaded: after the host's dlclose its event thread
+// still runs and the handlers the host holds still work, until the process
+// exits. (No symbol is looked up here: a lookup from the program would itself
+// pin the library.)
+TEST(Frame, DlcloseLeavesTheLibraryInPlace)
+{
+    void *lib = load_library();
+    ASSERT_EQ(dm_host_run_init(), 0);
+    for (int i = 0; i < 100 && !has_thread("lib_eventpd_dm"); ++i) {
+        usleep(10000);
+    }
+    ASSERT_EQ(dlclose(lib), 0);
+
+    dm_host_set_dbg_level(LIB_DBG_VERBOSE);
+    const std::string out = dmtest::capture_stdout([] {
+        dmtest::send(DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_per_inst_info_t{});  // raises an event
+        dm_host_show(DP_LIB_DBG_SHOW_ALL_PORT);
+    });
+    EXPECT_NE(out.find("get msg to dp id = 15!\n"), std::string::npos) << out;
+    RpcReply r = port_valid(0x01003000, 5, 1);  // no application handler: refused
+    EXPECT_EQ(r.ack_len, 4);
+    EXPECT_EQ(reply_result(r), -1);
+    usleep(20000);  // the event thread takes the event
+    EXPECT_TRUE(has_thread("lib_eventpd_dm"));
+    EXPECT_NE(dlopen(DM_LIB_PATH, RTLD_NOW | RTLD_NOLOAD), nullptr);  // still mapped
+}
+
 }  // namespace
