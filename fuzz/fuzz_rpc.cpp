@@ -5,6 +5,7 @@
 // it promises (or the request's size, if larger), so a reply written past it
 // is caught. The reply, when one is written, must fit that room and start
 // with the answer's result.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -22,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     dmfuzz::set_rpc_answer(result, reply_len);
 
     const size_t len = size - 1;
-    const size_t room = len > DM_HOST_RPC_REPLY_ROOM ? len : DM_HOST_RPC_REPLY_ROOM;
+    const size_t room = std::max<size_t>(len, DM_HOST_RPC_REPLY_ROOM);
     auto *buf = static_cast<unsigned char *>(std::malloc(room));
     if (len > 0) {
         std::memcpy(buf, data + 1, len);

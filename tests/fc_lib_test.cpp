@@ -156,7 +156,7 @@ TEST(FcLib, AnnouncedButUnsentEntriesCostNothing)
 #else
     const int num = 268435455;
 #endif
-    const long before = resident_kib();
+    [[maybe_unused]] const long before = resident_kib();
     begin(kStart, num);
     chunk(kStart, num - 2, num - 1, 0x100);
     chunk(kStart, 0, 0, 0x06010300);
@@ -165,7 +165,7 @@ TEST(FcLib, AnnouncedButUnsentEntriesCostNothing)
     dm_convert_cfg_t *cfg = nullptr;
     int got = 0;
     ASSERT_EQ(dm_get_fc_startup_cfg(&cfg, &got), 0);
-    const auto took = std::chrono::steady_clock::now() - t0;
+    [[maybe_unused]] const auto took = std::chrono::steady_clock::now() - t0;
     ASSERT_EQ(got, num);
     EXPECT_EQ(cfg[0].phyid, 0x06010300);
     EXPECT_EQ(cfg[num - 1].phyid, 0x100 + num - 1);
