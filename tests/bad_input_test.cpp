@@ -471,8 +471,7 @@ protected:
         dp_lib_per_inst_info_t list = {};
         list.len = len;
         list.info[entry] = {1, 1, 1, 0};
-        const std::string printed =
-            run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); }).printed;
+        const std::string printed = run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); }).printed;
         // No diagnostic at all: only the dispatcher's two trace lines.
         EXPECT_TRUE(diag.empty() ? dmtest::count(printed, "\n") == 2 : dmtest::has(printed, diag))
             << printed;

@@ -95,8 +95,8 @@ TEST(CardCfg, MoreThanEightChipsAreRefused)
     this_card(kType);
     dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 8));
     for (int type : {kType, kType + 7}) {
-        const std::string out = dmtest::capture_stdout(
-            [&] { dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(type, 12)); });
+        const std::string out =
+            dmtest::capture_stdout([&] { dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(type, 12)); });
         EXPECT_TRUE(has(out, "card type " + std::to_string(type) +
                                  " has 12 chips, more than 8: record refused!\n"))
             << out;

@@ -183,9 +183,8 @@ TEST(FcLib, AnnouncedButUnsentEntriesCostNothing)
                   0x100 + num - 1, PORT_FC);
     EXPECT_EQ(out.substr(out.find("\r\n") + 2),
               "          phyid  type\r\n      0x6010300     7\r\n"
-              "              0     0  (entries 1 to " + last + ", " + last +
-                  " in all, were not sent)\r\n" +
-                  tail);
+              "              0     0  (entries 1 to " +
+                  last + ", " + last + " in all, were not sent)\r\n" + tail);
 
     // A short run of unsent entries prints entry by entry.
     begin(kSave, 3);
