@@ -34,9 +34,12 @@ constexpr int kEntryLen = static_cast<int>(sizeof(dm_convert_cfg_t));
 // Sizes are entries x 8 held in a signed 32-bit int.
 constexpr int kFcNumMax = 268435455;
 constexpr int kLevelCount = DM_FC_LIB_DBG_END + 1;
-// A show prints each entry no chunk wrote, up to this many in a row; a
-// longer run of them is one line.
-constexpr int kUnsentLinesMax = 64;
+// A show prints each entry no chunk wrote, {0, 0}, up to this many in a row;
+// a longer run of them is one line. Lists a master really sends are written
+// whole, and a gap this long in one is no list a master sends: the line
+// keeps a begin that announces 268 million entries from printing them all,
+// while every list of realistic size shows entry by entry.
+constexpr int kUnsentLinesMax = 4096;
 
 // One chunk as it was sent: entries min..max follow the head.
 struct fc_chunk_t {
