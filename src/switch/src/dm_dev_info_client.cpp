@@ -6,12 +6,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "addr_chip_lib.h"
+#include "dm_card_table.h"
+#include "dm_chip_table.h"
+#include "dm_chipid_sync.h"
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include "dm_fc_lib.h"
-#include "dm_lib_pd_internal.h"
-#include "dm_static_tbl.h"
+#include "dm_event_bridge.h"
+#include "dm_fc_lists.h"
+#include "dm_local_port_table.h"
+#include "dm_phy_mgmt.h"
+#include "dm_port_msgs.h"
+#include "dm_pre_inst.h"
 
 namespace {
 
@@ -87,16 +91,13 @@ long long dm_data_row_len(const dm_info_data_handle_t &row, const void *payload,
 int dm_dev_info_client_init(void)
 {
     DM_VERBOSE("init begin\n");
-    int ret = dm_lib_static_tbl_init();
-    if (ret != 0) {
-        DM_VERBOSE("ret = %d\n", ret);
+    int ret = 0;
+    if (dm_card_table_init() != 0 || dm_local_port_table_init() != 0 ||
+        dm_chip_table_init() != 0) {
+        DM_VERBOSE("ret = %d\n", -1);
         return -1;
     }
-    ret = dm_lib_dynamic_tbl_init();
-    if (ret != 0) {
-        DM_VERBOSE("ret = %d\n", ret);
-        return -1;
-    }
+    dm_phy_mgmt_clear();
     lib_modu_handle_t handles = {
         dm_dev_info_client_data_handle,  dm_dev_info_client_rpc_handle,        nullptr,
         dm_dev_info_client_batch_handle, dm_dev_info_client_debug_show_handle,

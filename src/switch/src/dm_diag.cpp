@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+std::atomic<int> dm_fc_lib_dbg{DM_FC_LIB_DBG_END};
+
 static void dm_diag_vprint(const char *prefix_fmt, const char *func, int line, const char *fmt,
                            va_list ap)
 {

@@ -2,6 +2,8 @@
 // driver answers on "tmp/dm_dev" (interface index of a port, interface
 // manager's key of an interface index), the port-type to link-layer-type
 // table, and the supported link-layer types.
+#include "dm_kernel_ifx.h"
+
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -11,8 +13,6 @@
 #include <cstring>
 
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include <dm_lib_pd/dm_port_lookup.h>
 
 namespace {
 

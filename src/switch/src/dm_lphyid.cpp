@@ -1,14 +1,16 @@
 // Local phyids: telling global from local port identifiers and converting
 // between the forms, through the port table for any port, this card's local
-// port table for its own ports and the chip-ID allocation for chip IDs.
+// port table for its own ports and the chip-ID allocation for chip IDs; and
+// the medium and port type of a global or local phyid.
+#include "dm_lphyid.h"
+
 #include <cstdint>
 
+#include "dm_chipid_query.h"
 #include "dm_diag.h"
-#include <dm_lib_pd/dm_chipid.h>
+#include "dm_local_port_table.h"
+#include "dm_port_lookup.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_local_port.h>
-#include <dm_lib_pd/dm_lphyid.h>
-#include <dm_lib_pd/dm_port_lookup.h>
 
 namespace {
 
@@ -120,6 +122,35 @@ int dm_get_lport_phyid_by_lphyid(int lphyid, int *lport_phyid)
     return 0;
 }
 
+// Kinds of port attribute answered by the global-or-local getters.
+enum class dm_port_attr { medium_type, type };
+
+// The medium or port type of a global phyid (from the port table) or a local
+// one (from this card's local port table).
+int dm_get_port_attr(int phyid, dm_port_attr attr, int *answer)
+{
+    bool is_global = false;
+    if (dm_phyid_is_global(phyid, &is_global) != 0) {
+        DM_WARN("invalid port phyid!\n");
+        return -1;
+    }
+    if (is_global) {
+        dp_lib_port_t pinfo;
+        if (!DM_RESOLVE(phyid, &pinfo)) {
+            return -1;
+        }
+        *answer = attr == dm_port_attr::medium_type ? pinfo.medium_type : pinfo.type;
+        return 0;
+    }
+    dp_lib_lport_t lport;
+    if (dm_local_get_pinfo_by_lphyid(phyid, &lport) != 0) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    *answer = attr == dm_port_attr::medium_type ? lport.medium_type : lport.type;
+    return 0;
+}
+
 }  // namespace
 
 int dm_phyid_is_global(int phyid, bool *is_global)
@@ -128,20 +159,13 @@ int dm_phyid_is_global(int phyid, bool *is_global)
         DM_WARN("param error!\n");
         return -1;
     }
-    switch (dm_phyid_form(phyid)) {
-    case DM_PHYID_FORM_SLOT_LPORT:
-        *is_global = slot_lport_devid(phyid) != 0;
-        return 0;
-    case DM_PHYID_FORM_MOD_PORT:
-        *is_global = true;
-        return 0;
-    case DM_PHYID_FORM_UNIT_PORT:
-        *is_global = dm_unit_port_devid(phyid) != 0;
-        return 0;
-    default:
+    const int scope = dm_phyid_scope(phyid);
+    if (scope < 0) {
         DM_WARN("invalid port phyid\n");
         return -1;
     }
+    *is_global = scope == DM_PHYID_GLOBAL;
+    return 0;
 }
 
 int dm_get_lphyid_from_phyid(int phyid)
@@ -257,4 +281,24 @@ int dm_local_get_pinfo_by_lphyid(int lphyid, dp_lib_lport_t *info)
     ret = dm_local_get_pinfo_by_lport_phyid(lport_phyid, info);
     DM_VERBOSE("ret = %d!\n", ret);
     return ret;
+}
+
+int dm_get_port_medium_type(int phyid, int *medium_type)
+{
+    if (medium_type == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("phyid = %x!\n", phyid);
+    return dm_get_port_attr(phyid, dm_port_attr::medium_type, medium_type);
+}
+
+int dm_get_port_type(int phyid, int *eth_type)
+{
+    if (eth_type == nullptr) {
+        DM_WARN("param error!\n");
+        return -1;
+    }
+    DM_VERBOSE("param phyid = %x!\n", phyid);
+    return dm_get_port_attr(phyid, dm_port_attr::type, eth_type);
 }

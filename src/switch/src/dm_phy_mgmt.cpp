@@ -2,16 +2,16 @@
 // devices 1 and 2 (data message 7), the management mode, the conversions
 // between interface index, management-port phyid (form 15), node and
 // device/slot/port, and the show command, self-test and log test over them.
+#include "dm_phy_mgmt.h"
+
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
 #include "dm_lock.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_phy_mgmt.h>
 
 namespace {
 

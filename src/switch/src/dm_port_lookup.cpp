@@ -3,15 +3,16 @@
 // copies the port's record out of the port table and answers from the copy;
 // chip IDs the record lacks come from the chip-ID allocation, interface
 // indexes it lacks from the kernel driver.
+#include "dm_port_lookup.h"
+
 #include <cstring>
 
+#include "dm_card_table.h"
+#include "dm_chipid_query.h"
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include <dm_lib_pd/dm_card_cfg.h>
-#include <dm_lib_pd/dm_chipid.h>
+#include "dm_kernel_ifx.h"
+#include "dm_port_table.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_lphyid.h>
-#include <dm_lib_pd/dm_port_lookup.h>
 
 namespace {
 
@@ -91,9 +92,8 @@ int dm_lib_port_to_dm_port(dp_lib_port_t *lib_pinfo, dm_port_t *dm_pinfo)
     return 0;
 }
 
-// Resolves a phyid of form 6, 7 or 8 for a getter. A miss is warned as
-// "can not find node!" under the getter's own name and line, the way every
-// getter reports it.
+}  // namespace
+
 bool dm_resolve_for(const char *func, int line, int phyid, dp_lib_port_t *rec)
 {
     if (dm_lib_get_pinfo_by_ssphyid(phyid, rec) == 0) {
@@ -104,38 +104,6 @@ bool dm_resolve_for(const char *func, int line, int phyid, dp_lib_port_t *rec)
     }
     return false;
 }
-#define DM_RESOLVE(phyid, rec) dm_resolve_for(__func__, __LINE__, (phyid), (rec))
-
-// Kinds of port attribute answered by the global-or-local getters.
-enum class dm_port_attr { medium_type, type };
-
-// The medium or port type of a global phyid (from the port table) or a local
-// one (from this card's local port table).
-int dm_get_port_attr(int phyid, dm_port_attr attr, int *answer)
-{
-    bool is_global = false;
-    if (dm_phyid_is_global(phyid, &is_global) != 0) {
-        DM_WARN("invalid port phyid!\n");
-        return -1;
-    }
-    if (is_global) {
-        dp_lib_port_t pinfo;
-        if (!DM_RESOLVE(phyid, &pinfo)) {
-            return -1;
-        }
-        *answer = attr == dm_port_attr::medium_type ? pinfo.medium_type : pinfo.type;
-        return 0;
-    }
-    dp_lib_lport_t lport;
-    if (dm_local_get_pinfo_by_lphyid(phyid, &lport) != 0) {
-        DM_WARN("can not find node!\n");
-        return -1;
-    }
-    *answer = attr == dm_port_attr::medium_type ? lport.medium_type : lport.type;
-    return 0;
-}
-
-}  // namespace
 
 int dm_lib_get_pinfo_by_ssphyid(int phyid, dp_lib_port_t *pinfo)
 {
@@ -358,26 +326,6 @@ int dm_get_port_medium_switch(int phyid, bool *medium_switch)
     }
     *medium_switch = rec.port_switch != 0;
     return 0;
-}
-
-int dm_get_port_medium_type(int phyid, int *medium_type)
-{
-    if (medium_type == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("phyid = %x!\n", phyid);
-    return dm_get_port_attr(phyid, dm_port_attr::medium_type, medium_type);
-}
-
-int dm_get_port_type(int phyid, int *eth_type)
-{
-    if (eth_type == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("param phyid = %x!\n", phyid);
-    return dm_get_port_attr(phyid, dm_port_attr::type, eth_type);
 }
 
 bool dm_port_is_on_local_device(int phyid)

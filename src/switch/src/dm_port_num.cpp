@@ -2,16 +2,16 @@
 // card, whether a slot's card has a local port, a port's card type and PoE
 // flag, and the CPU port of a chip. A local port exists on a card type when
 // its lport_unit entry is not negative.
+#include "dm_port_num.h"
+
 #include <algorithm>
 #include <cstdlib>
 
+#include "dm_card_table.h"
+#include "dm_chip_query.h"
+#include "dm_chipid_query.h"
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include <dm_lib_pd/dm_card_cfg.h>
-#include <dm_lib_pd/dm_chip_cfg.h>
-#include <dm_lib_pd/dm_chipid.h>
-#include <dm_lib_pd/dm_port_lookup.h>
-#include <dm_lib_pd/dm_port_num.h>
+#include "dm_port_lookup.h"
 
 namespace {
 

@@ -34,6 +34,8 @@
 #include <memory>
 #include <new>
 
+#include "dm_diag.h"
+
 namespace {
 
 constexpr int kSlotWords = 16;  // 124-byte record, rounded up to 8-byte words
@@ -379,3 +381,40 @@ int dm_port_writer::insert(dm_port_key by, int key, dm_port_slot slot)
 }
 
 void dm_port_writer::erase(dm_port_key by, int key) { dm_view(by).erase(key); }
+
+namespace {
+
+// Copies the record under `key` out of one view; -1 on a miss.
+int dm_port_copy_out(dm_port_key by, int key, dp_lib_port_t *pinfo)
+{
+    if (pinfo == nullptr) {
+        return -1;
+    }
+    if (!dm_port_lookup(by, key, pinfo)) {
+        DM_WARN("can not find node!\n");
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo)
+{
+    return dm_port_copy_out(dm_port_key::ifx, ifx, pinfo);
+}
+
+int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo)
+{
+    return dm_port_copy_out(dm_port_key::phyid, dm_phyid, pinfo);
+}
+
+int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo)
+{
+    return dm_port_copy_out(dm_port_key::ss_phyid, ss_phyid, pinfo);
+}
+
+int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo)
+{
+    return dm_port_copy_out(dm_port_key::lsm_key, lsm_key, pinfo);
+}

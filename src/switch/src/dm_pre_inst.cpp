@@ -1,14 +1,15 @@
 // Pre-installed cards: the list the data-plane master sends once the ports
 // of those cards are synchronised (data message 15), its log-file record and
 // event, and the question whether a port sits on such a card.
+#include "dm_pre_inst.h"
+
 #include <atomic>
 #include <cstddef>
 #include <cstring>
 
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include "dm_lib_pd_internal.h"
-#include <dm_lib_pd/dm_pre_inst.h>
+#include "dm_event_bridge.h"
+#include "dm_port_lookup.h"
 
 namespace {
 

@@ -3,14 +3,16 @@
 // the local family from this card's local port table and card type, the
 // global family from the port table (or the local port table) and the node's
 // card type, the _gms family from the port table alone.
+#include "dm_split_port.h"
+
 #include <cstring>
 
+#include "dm_card_table.h"
 #include "dm_diag.h"
-#include "dm_dynamic_tbl.h"
-#include <dm_lib_pd/dm_card_cfg.h>
+#include "dm_local_port_table.h"
+#include "dm_port_lookup.h"
+#include "dm_port_table.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_local_port.h>
-#include <dm_lib_pd/dm_split_port.h>
 
 namespace {
 

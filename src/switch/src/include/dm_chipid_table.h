@@ -26,6 +26,16 @@ struct dm_chipid_owner {
     bool alloc;  // the ID is allocated
 };
 
+// True for a slot the address manager allocates for.
+inline bool addr_lib_gslot_valid(int gslot) { return gslot >= 0 && gslot < kDmGslotNum; }
+
+// Chips on a slot's card; a stored record has passed the update's checks, so
+// idnum_per_unit is at least 1.
+inline int addr_lib_unit_num(const chipid_slot_t &slot)
+{
+    return slot.id_num / slot.idnum_per_unit;
+}
+
 // Lock-free copies: the record of `gslot` (0..kDmSlotTableLen-1) and the
 // owner of `chipid` (0..kDmChipidNum-1). Any thread.
 chipid_slot_t dm_chipid_slot_copy(int gslot);

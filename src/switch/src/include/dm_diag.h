@@ -2,6 +2,8 @@
 // port-conversion messages with their own level, and the host's log file.
 #pragma once
 
+#include <atomic>
+
 #include "dm_host.h"
 
 // Prints "#<lib_name> <func, line>:" and the message to standard output.
@@ -15,14 +17,16 @@ void dm_fc_diag_print(const char *func, int line, const char *fmt, ...)
 // is read without formatting anything, so a silenced message costs one load.
 inline bool dm_diag_on(int level)
 {
-    return __atomic_load_n(&g_lib_dbg_level, __ATOMIC_RELAXED) <= level;
+    // The host's switch is a plain int of the host contract (dm_host.h).
+    return std::atomic_ref<int>(g_lib_dbg_level).load(std::memory_order_relaxed) <= level;
 }
 
-// The port-conversion messages' own switch (set by the "fcdbg " option).
-extern int dm_fc_lib_dbg;
+// The port-conversion messages' own switch ("fcdbg N" sets it, show 12
+// cycles it); defined in dm_diag.cpp.
+extern std::atomic<int> dm_fc_lib_dbg;
 inline bool dm_fc_diag_on(int level)
 {
-    return __atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED) <= level;
+    return dm_fc_lib_dbg.load(std::memory_order_relaxed) <= level;
 }
 
 #define DM_DIAG(level, ...)                                 \

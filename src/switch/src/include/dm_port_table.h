@@ -40,6 +40,13 @@ struct dm_port_entry {
 // *out. Any thread, at any time.
 bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out);
 
+// Record lookups every port query starts from: 0 with the 124-byte record
+// copied into *pinfo, or -1 (warned "can not find node!").
+int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo);
+int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo);
+int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo);
+int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo);
+
 // A copy of one view.
 struct dm_port_view_copy {
     std::unique_ptr<dm_port_entry[]> lines;

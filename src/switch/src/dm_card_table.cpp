@@ -1,7 +1,6 @@
-// Card-type configuration table: data message 3, the one lookup through
-// which every area reads card-type records, and the by-type and own-card
-// queries. Also the start-up of the configuration subsystem's three indexes.
-#include "dm_static_tbl.h"
+// Card-type table: data message 3, the one lookup through which every area
+// reads card-type records, and the by-type and own-card queries.
+#include "dm_card_table.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -9,13 +8,12 @@
 #include <cstring>
 
 #include "dm_diag.h"
-#include <dm_lib_pd/dm_card_cfg.h>
-
-dm_index dm_card_cfg_root;
-dm_index dm_chip_cfg_root;
-dm_index dm_my_lport_phyid_root;
+#include "dm_table.h"
 
 namespace {
+
+// card_type -> dp_lib_card_type_info_t, a copy the host's insertion service owns.
+dm_keyed_table<dp_lib_card_type_info_t> dm_card_cfg_root;
 
 constexpr int kCardCfgLen = static_cast<int>(sizeof(dp_lib_card_type_info_t));
 constexpr int kUnitMax = DP_LIB_CARD_UNIT_MAX;
@@ -31,18 +29,10 @@ int32_t dm_payload_int(const void *data, size_t offset)
 
 }  // namespace
 
-int dm_lib_static_tbl_init(void)
+int dm_card_table_init(void)
 {
     if (dm_card_cfg_root.init() != 0) {
         DM_ERROR("fail to init dm_card_cfg_root!\n");
-        return -1;
-    }
-    if (dm_my_lport_phyid_root.init() != 0) {
-        DM_ERROR("fail to init dm_my_lport_phyid_root!\n");
-        return -1;
-    }
-    if (dm_chip_cfg_root.init() != 0) {
-        DM_ERROR("fail to init dm_chip_cfg_root!\n");
         return -1;
     }
     return 0;
@@ -67,7 +57,7 @@ void dp_lib_card_cfg(void *data)
     }
     // The host's insertion service copies the record and takes the index's
     // write lock itself; no lock of ours is held around it.
-    int ret = dp_lib_insert_data(data, kCardCfgLen, 0, dm_card_cfg_root.raw(), card_type);
+    int ret = dp_lib_insert_data(data, kCardCfgLen, 0, dm_card_cfg_root.insertion_root(), card_type);
     DM_VERBOSE("ret = %d!\r\n", ret);
 }
 
@@ -78,20 +68,7 @@ int dm_lib_get_card_cfg_by_type(int type, dp_lib_card_type_info_t *pinfo)
         return -1;
     }
     DM_VERBOSE("type = %d!\n", type);
-    bool found = false;
-    {
-        dm_read_guard guard(dm_card_cfg_root);
-        const void *rec = dm_card_cfg_root.find(type);
-        if (rec != nullptr) {
-            std::memcpy(pinfo, rec, sizeof *pinfo);
-            found = true;
-        }
-    }
-    if (!found) {
-        DM_WARN("can not find node!\n");
-        return -1;
-    }
-    return 0;
+    return DM_TABLE_COPY_OUT(dm_card_cfg_root, "can not find node!\n", type, pinfo) ? 0 : -1;
 }
 
 int dm_lib_get_my_card_cfg(dp_lib_card_type_info_t *card_info)

@@ -1,37 +1,23 @@
-// The mirror of the address manager's chip-ID allocation: its updates, the
-// allocation events, and the chip-ID queries over the table that keeps the
-// last accepted record of every global slot and the reverse table from chip
-// ID to slot and unit (dm_chipid_table.h, read without a lock).
-#include "addr_chip_lib.h"
+// The mirror of the address manager's chip-ID allocation: the synchronisation
+// handlers that write it (dm_chipid_table.h) and the allocation events they
+// raise.
+#include "dm_chipid_sync.h"
 
 #include <cstdio>
 #include <cstring>
 
 #include "dm_chipid_table.h"
 #include "dm_diag.h"
-#include "dm_lib_pd_internal.h"
-#include <dm_lib_pd/dm_chipid.h>
+#include "dm_event_bridge.h"
 #include <dm_lib_pd/dm_ids.h>
 
 namespace {
 
-constexpr int kGslotNum = kDmGslotNum;
 constexpr int kSlotTableLen = kDmSlotTableLen;
 constexpr int kChipidNum = kDmChipidNum;
 constexpr int kBsDataMax = 64;     // one record per accepted gslot
 constexpr int kSyncHeadLen = static_cast<int>(sizeof(addr_lib_sync_head_t));
 constexpr int kSlotRecLen = static_cast<int>(sizeof(chipid_slot_t));
-
-constexpr int kSystemInvalidChipid = 25;
-constexpr int kSystemReservedChipid = 26;
-constexpr int kZoneReservedLower = 1;
-constexpr int kZoneReservedUpper = 8;
-
-bool addr_lib_gslot_valid(int gslot) { return gslot >= 0 && gslot < kGslotNum; }
-
-// Chips on a slot's card; the record has passed the update's checks, so
-// idnum_per_unit is at least 1.
-int addr_lib_unit_num(const chipid_slot_t &slot) { return slot.id_num / slot.idnum_per_unit; }
 
 // "a b c ]": the IDs of a record as the allocation and release traces list them.
 void addr_lib_format_ids(const chipid_slot_t &slot, char *buf, size_t size)
@@ -235,39 +221,6 @@ void addr_lib_deal_real_data(const void *data_buf, const addr_lib_sync_head_t &h
     }
 }
 
-// Slot of a node for the node-based queries: 0 with a copy of its record,
-// -2 when the node is outside the table, -3 when the slot holds no IDs.
-int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
-{
-    const int gslot = dm_get_gslot_from_phyid(node);
-    if (!addr_lib_gslot_valid(gslot)) {
-        DM_ERROR("get gslot from node fail, node=%#08x\r\n", node);
-        return -2;
-    }
-    *slot = dm_chipid_slot_copy(gslot);
-    if (slot->status != CHIPID_VALID) {
-        DM_WARN("gslot[%#08x] not alloc chipid\r\n", gslot);
-        return -3;
-    }
-    return 0;
-}
-
-// A copy of the slot record of a card whose chip `unit` exists: 0; -2 or -3 as
-// for the slot, or -2 when the card has fewer chips.
-int addr_lib_slot_of_unit(int unit, int node, chipid_slot_t *slot)
-{
-    const int ret = addr_lib_slot_of_node(node, slot);
-    if (ret != 0) {
-        return ret;
-    }
-    const int unit_num = addr_lib_unit_num(*slot);
-    if (unit >= unit_num) {
-        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
-        return -2;
-    }
-    return 0;
-}
-
 }  // namespace
 
 void addr_chip_lib_reg_pd_frame(void)
@@ -315,202 +268,4 @@ void addr_lib_batch_notify_alloc_event(void)
             addr_notify_chipid_alloc_event(gslot);
         }
     }
-}
-
-int dm_get_alloced_chipid(dm_chipid_alloc_t *chipid_array, int *chipid_num)
-{
-    if (chipid_array == nullptr || chipid_num == nullptr) {
-        DM_ERROR("input arguments error\r\n");
-        return -2;
-    }
-    const int capacity = *chipid_num;
-    int written = 0;
-    int alloc_num = 0;
-    {
-        const dm_chipid_scan scan;
-        alloc_num = scan.alloc_num();
-        if (capacity >= alloc_num) {
-            for (int c = 0; c < kChipidNum && written < alloc_num; ++c) {
-                const dm_chipid_owner res = scan.owner(c);
-                if (!res.alloc) {
-                    continue;
-                }
-                dm_chipid_alloc_t &out = chipid_array[written++];
-                out.chipid = c;
-                out.node = dm_get_phyid_from_gslot(res.gslot);
-                out.unit = res.unit;
-            }
-        }
-    }
-    if (capacity < alloc_num) {
-        DM_ERROR("array size is too small, chipid_num=%d alloc_num=%d\r\n", capacity, alloc_num);
-        return -4;
-    }
-    *chipid_num = written;
-    DM_VERBOSE("alloced chipid num=%d\r\n", written);
-    return 0;
-}
-
-int dm_get_first_chipid_from_node(int node, int *chipid)
-{
-    if (dm_node_sslot(node) != 0 || chipid == nullptr) {
-        DM_ERROR("input arguments error, node=%#08x\r\n", node);
-        return -2;
-    }
-    chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_node(node, &slot);
-    if (ret != 0) {
-        return ret;
-    }
-    *chipid = slot.id[0];
-    DM_VERBOSE("node=%#08x first chipid=%d\r\n", node, *chipid);
-    return 0;
-}
-
-int dm_get_first_chipid_from_unit_node(int unit, int node, int *chipid)
-{
-    if (unit < 0 || node < 0 || chipid == nullptr) {
-        DM_ERROR("input arguments error, unit=%d node=%#08xs\r\n", unit, node);
-        return -2;
-    }
-    chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_unit(unit, node, &slot);
-    if (ret != 0) {
-        return ret;
-    }
-    *chipid = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(unit)];
-    DM_VERBOSE("unit=%d node=%#08x first chipid=%d\r\n", unit, node, *chipid);
-    return 0;
-}
-
-int dm_get_first_chipid_from_local_unit(int unit, int *chipid)
-{
-    return dm_get_first_chipid_from_unit_node(unit, dm_get_my_node(), chipid);
-}
-
-int dm_get_chipid_range_by_node(int node, int *chipid, int *chipid_num)
-{
-    if (chipid == nullptr || chipid_num == nullptr) {
-        DM_ERROR("%s\r\n", "input arguments error");
-        return -2;
-    }
-    chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_node(node, &slot);
-    if (ret != 0) {
-        return ret;
-    }
-    const int unit_num = addr_lib_unit_num(slot);
-    if (*chipid_num < unit_num) {
-        DM_ERROR("chipid array overflow, size=%d unit_num=%d\r\n", *chipid_num, unit_num);
-        return -4;
-    }
-    for (int u = 0; u < unit_num; ++u) {
-        chipid[u] = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(u)];
-    }
-    *chipid_num = unit_num;
-    DM_VERBOSE("node=%#08x unit_num=%d\r\n", node, unit_num);
-    return 0;
-}
-
-int dm_get_chipid_from_unit_node(int unit, int node, int *chipid, int *chipid_num)
-{
-    if (unit < 0 || chipid == nullptr || chipid_num == nullptr) {
-        DM_ERROR("input arguments error, unit=%d\r\n", unit);
-        return -2;
-    }
-    chipid_slot_t slot;
-    const int ret = addr_lib_slot_of_unit(unit, node, &slot);
-    if (ret != 0) {
-        return ret;
-    }
-    const int per_unit = slot.idnum_per_unit;
-    if (*chipid_num < per_unit) {
-        DM_ERROR("chipid array overflow, size=%d idnum_peer_chip=%d\r\n", *chipid_num, per_unit);
-        return -4;
-    }
-    for (int i = 0; i < per_unit; ++i) {
-        chipid[i] = slot.id[per_unit * unit + i];
-    }
-    *chipid_num = per_unit;
-    DM_VERBOSE("unit=%d node=%#08x chipid num=%d\r\n", unit, node, per_unit);
-    return 0;
-}
-
-int dm_get_node_unit_from_chipid(int chipid, int *node, int *unit)
-{
-    if (chipid < 0 || chipid >= kChipidNum || node == nullptr || unit == nullptr) {
-        DM_ERROR("input arguments error, chipid=%d\r\n", chipid);
-        return -2;
-    }
-    const dm_chipid_owner res = dm_chipid_owner_of(chipid);
-    if (!res.alloc) {
-        DM_WARN("chipid[%d] not alloc\r\n", chipid);
-        return -3;
-    }
-    *node = dm_get_phyid_from_gslot(res.gslot);
-    *unit = res.unit;
-    DM_VERBOSE("chipid=%d node=%#08x unit=%d\r\n", chipid, *node, *unit);
-    return 0;
-}
-
-bool dm_is_local_chipid(int chipid)
-{
-    if (chipid < 0 || chipid >= kChipidNum) {
-        DM_ERROR("input arguments error, chipid=%d\r\n", chipid);
-        return false;
-    }
-    const int my_gslot = dm_get_gslot_from_phyid(dm_get_my_node());
-    const dm_chipid_owner res = dm_chipid_owner_of(chipid);
-    if (!res.alloc) {
-        DM_WARN("chipid[%d] not alloc\r\n", chipid);
-        return false;
-    }
-    const bool local = res.gslot == my_gslot;
-    DM_VERBOSE("chipid=%d local=%d\r\n", chipid, local);
-    return local;
-}
-
-int dm_get_chipid_range_by_dev(int devid, int *chipid, int *chipid_num)
-{
-    if (devid < 0 || chipid == nullptr || chipid_num == nullptr) {
-        DM_ERROR("input arguments error, devid=%d\r\n", devid);
-        return -2;
-    }
-    int num = 0;
-    {
-        const dm_chipid_scan scan;
-        for (int c = 0; c < kChipidNum; ++c) {
-            const dm_chipid_owner res = scan.owner(c);
-            if (res.alloc && dm_get_devid_from_gslot(res.gslot) == devid) {
-                chipid[num++] = c;
-            }
-        }
-    }
-    *chipid_num = num;
-    DM_VERBOSE("devid=%d chipid num=%d\r\n", devid, num);
-    return 0;
-}
-
-int dm_get_system_invalid_chipid(void) { return kSystemInvalidChipid; }
-
-int dm_get_system_reserved_chipid_range(int *lower, int *upper)
-{
-    if (lower == nullptr || upper == nullptr) {
-        DM_ERROR("input arguments error\r\n");
-        return -2;
-    }
-    *lower = kSystemReservedChipid;
-    *upper = kSystemReservedChipid;
-    return 0;
-}
-
-int dm_get_zone_reserved_chipid_range(int *lower, int *upper)
-{
-    if (lower == nullptr || upper == nullptr) {
-        DM_ERROR("input arguments error\r\n");
-        return -2;
-    }
-    *lower = kZoneReservedLower;
-    *upper = kZoneReservedUpper;
-    return 0;
 }

@@ -1,35 +1,39 @@
 // This card's local port table: data message 5 replaces it whole; queries
 // convert between slot and local port and chip unit and chip port, and a
 // management board answers for the other slots from their card types.
+#include "dm_local_port_table.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "dm_card_table.h"
 #include "dm_diag.h"
-#include "dm_static_tbl.h"
-#include <dm_lib_pd/dm_card_cfg.h>
+#include "dm_table.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_local_port.h>
 
 namespace {
 
 constexpr size_t kLportRecLen = sizeof(dp_lib_lport_t);
 constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
 
+// lport_phyid -> record inside the local port array.
+dm_keyed_table<dp_lib_lport_t> dm_my_lport_phyid_root;
+
 // The table: the message's records in message order, and their count. The
 // index lock guards both together with the index, so a reader sees one
 // message's table whole.
-dp_lib_lport_t *dm_lport_infos DM_GUARDED_BY(dm_my_lport_phyid_root) = nullptr;
-int dm_my_lport_num DM_GUARDED_BY(dm_my_lport_phyid_root) = 0;
+dp_lib_lport_t *dm_lport_infos DM_GUARDED_BY(dm_my_lport_phyid_root.index) = nullptr;
+int dm_my_lport_num DM_GUARDED_BY(dm_my_lport_phyid_root.index) = 0;
 
 // Empties the table; the index nodes go first, they point into the array.
-void dm_lport_table_clear() DM_REQUIRES(dm_my_lport_phyid_root)
+void dm_lport_table_clear() DM_REQUIRES(dm_my_lport_phyid_root.index)
 {
     if (dm_lport_infos == nullptr) {
         return;
     }
-    dm_my_lport_phyid_root.clear();
+    dm_my_lport_phyid_root.index.clear();
     dm_my_lport_num = 0;
     std::free(dm_lport_infos);
     dm_lport_infos = nullptr;
@@ -37,7 +41,7 @@ void dm_lport_table_clear() DM_REQUIRES(dm_my_lport_phyid_root)
 
 // Indexes the records of the array by their lport_phyid; the first record of
 // a key keeps it.
-void dm_lport_table_index(int n) DM_REQUIRES(dm_my_lport_phyid_root)
+void dm_lport_table_index(int n) DM_REQUIRES(dm_my_lport_phyid_root.index)
 {
     for (int i = 0; i < n; ++i) {
         dp_lib_lport_t *rec = &dm_lport_infos[i];
@@ -46,7 +50,7 @@ void dm_lport_table_index(int n) DM_REQUIRES(dm_my_lport_phyid_root)
         if (rec->lport_phyid == 0) {
             continue;  // no chip port: reachable only by the array scans
         }
-        if (dm_my_lport_phyid_root.insert(rec->lport_phyid, rec) != 0) {
+        if (dm_my_lport_phyid_root.index.insert(rec->lport_phyid, rec) != 0) {
             DM_ERROR("Insert dm_my_lport_phyid_root fail!\n");
         }
     }
@@ -60,6 +64,15 @@ bool dm_is_manage_board(int gslot)
 }
 
 }  // namespace
+
+int dm_local_port_table_init(void)
+{
+    if (dm_my_lport_phyid_root.init() != 0) {
+        DM_ERROR("fail to init dm_my_lport_phyid_root!\n");
+        return -1;
+    }
+    return 0;
+}
 
 long long dp_lib_my_lport_msg_len(const void *data, int len)
 {
@@ -79,7 +92,7 @@ static void dm_lib_save_my_port_to_file(void)
 {
     int n;
     {
-        dm_read_guard guard(dm_my_lport_phyid_root);
+        dm_read_guard guard(dm_my_lport_phyid_root.index);
         n = dm_my_lport_num;
     }
     // Written after the lock is released: the log file is the host's, and
@@ -97,7 +110,7 @@ void dp_lib_set_my_lport(void *data)
     int32_t n;
     std::memcpy(&n, payload, sizeof n);
     {
-        dm_write_guard guard(dm_my_lport_phyid_root);
+        dm_write_guard guard(dm_my_lport_phyid_root.index);
         dm_lport_table_clear();
         // An empty list still leaves an array, so queries then report a
         // missing port rather than a missing table; hence room for one record
@@ -125,7 +138,7 @@ void dp_lib_set_my_lport(void *data)
 
 int dm_get_my_lport_num(void)
 {
-    dm_read_guard guard(dm_my_lport_phyid_root);
+    dm_read_guard guard(dm_my_lport_phyid_root.index);
     return dm_my_lport_num;
 }
 
@@ -154,7 +167,7 @@ int dm_get_my_card_multi_lport(int *lport, int *num)
     const int room = *num;
     int found = 0;
     {
-        dm_read_guard guard(dm_my_lport_phyid_root);
+        dm_read_guard guard(dm_my_lport_phyid_root.index);
         if (dm_lport_infos == nullptr) {
             DM_WARN("no info!\n");
             return -1;
@@ -179,8 +192,8 @@ int dm_local_get_slot_lport_from_unit_port(int unit, int port, int *slot, int *l
     const int key = dm_lport_phyid_make(unit, port);
     int found_lport = -1;
     {
-        dm_read_guard guard(dm_my_lport_phyid_root);
-        const auto *rec = static_cast<const dp_lib_lport_t *>(dm_my_lport_phyid_root.find(key));
+        dm_read_guard guard(dm_my_lport_phyid_root.index);
+        const auto *rec = static_cast<const dp_lib_lport_t *>(dm_my_lport_phyid_root.index.find(key));
         if (rec != nullptr) {
             found_lport = rec->lport;
         }
@@ -237,7 +250,7 @@ int dm_local_get_unit_port_from_slot_lport(int slot, int lport, int *unit, int *
     }
     int key = 0;
     {
-        dm_read_guard guard(dm_my_lport_phyid_root);
+        dm_read_guard guard(dm_my_lport_phyid_root.index);
         if (dm_lport_infos == nullptr) {
             DM_WARN("no info!\n");
             return -1;
@@ -269,17 +282,7 @@ int dm_local_get_pinfo_by_lport_phyid(int lport_phyid, dp_lib_lport_t *info)
         DM_WARN("param error!\n");
         return -1;
     }
-    bool found = false;
-    {
-        dm_read_guard guard(dm_my_lport_phyid_root);
-        const void *rec = dm_my_lport_phyid_root.find(lport_phyid);
-        if (rec != nullptr) {
-            std::memcpy(info, rec, sizeof *info);
-            found = true;
-        }
-    }
-    if (!found) {
-        DM_WARN("fail to get pinfo!\n");
+    if (!DM_TABLE_COPY_OUT(dm_my_lport_phyid_root, "fail to get pinfo!\n", lport_phyid, info)) {
         return -1;
     }
     DM_VERBOSE("success!\n");
@@ -289,7 +292,7 @@ int dm_local_get_pinfo_by_lport_phyid(int lport_phyid, dp_lib_lport_t *info)
 void dm_show_all_local_port(void)
 {
     std::printf("all local port: \r\n");
-    dm_read_guard guard(dm_my_lport_phyid_root);
+    dm_read_guard guard(dm_my_lport_phyid_root.index);
     std::printf("dm_my_lport_num:%d\r\n", dm_my_lport_num);
     if (dm_lport_infos == nullptr) {
         return;

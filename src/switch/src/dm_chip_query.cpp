@@ -1,20 +1,18 @@
-// Chip-type configuration table: data message 4, chip questions by chip
-// type and by unit of this card, and the list of a global chip's ports.
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+// Chip questions by chip type and by unit of this card, and the list of a
+// global chip's ports, on the card, chip, chip-ID and port tables.
+#include "dm_chip_query.h"
 
+#include <cstdlib>
+
+#include "dm_card_table.h"
+#include "dm_chip_table.h"
+#include "dm_chipid_query.h"
 #include "dm_diag.h"
-#include "dm_static_tbl.h"
-#include <dm_lib_pd/dm_card_cfg.h>
-#include <dm_lib_pd/dm_chip_cfg.h>
-#include <dm_lib_pd/dm_chipid.h>
+#include "dm_port_lookup.h"
 #include <dm_lib_pd/dm_ids.h>
-#include <dm_lib_pd/dm_port_lookup.h>
 
 namespace {
 
-constexpr int kChipCfgLen = static_cast<int>(sizeof(dp_lib_chip_info_t));
 constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
 // A chip's port list is of mod_port_phyids, whose chip-ID field is 16 bits
 // wide; chip IDs are below 2048 (the chip-ID queries refuse any other), so
@@ -67,39 +65,6 @@ int dm_collect_chip_ports(const dp_lib_card_type_info_t &cfg, int node, int unit
 }
 
 }  // namespace
-
-void dp_lib_set_chip_cfg_info(void *data)
-{
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
-        return;
-    }
-    int32_t chip_type;  // the payload may be unaligned
-    std::memcpy(&chip_type,
-                static_cast<const char *>(data) + offsetof(dp_lib_chip_info_t, chip_type),
-                sizeof chip_type);
-    DM_VERBOSE("get chip cfg type = %d.\n", chip_type);
-    // The host's insertion service copies the record and takes the index's
-    // write lock itself; no lock of ours is held around it.
-    int ret = dp_lib_insert_data(data, kChipCfgLen, 0, dm_chip_cfg_root.raw(), chip_type);
-    DM_VERBOSE("ret = %d!\r\n", ret);
-}
-
-int dm_lib_get_chip_info_by_type(int type, dp_lib_chip_info_t *pinfo)
-{
-    DM_VERBOSE("type: %d\r\n", type);
-    int ret = -1;
-    {
-        dm_read_guard guard(dm_chip_cfg_root);
-        const void *rec = dm_chip_cfg_root.find(type);
-        if (rec != nullptr) {
-            std::memcpy(pinfo, rec, sizeof *pinfo);
-            ret = 0;
-        }
-    }
-    DM_VERBOSE("ret:%d\r\n", ret);
-    return ret;
-}
 
 int dm_get_chip_family(int type)
 {

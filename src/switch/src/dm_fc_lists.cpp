@@ -2,7 +2,7 @@
 // Ethernet and Fibre Channel): each arrives as a transfer of begin, data
 // chunks and over, is staged, committed in one step at the over, announced
 // by a device event, and handed to readers as copies. Show commands 10 to 12.
-#include "dm_fc_lib.h"
+#include "dm_fc_lists.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "dm_diag.h"
-#include "dm_lib_pd_internal.h"
+#include "dm_event_bridge.h"
 #include "dm_lock.h"
 #include <dm_lib_pd/dm_fc.h>
 
@@ -460,8 +460,8 @@ void test_dm_fc_dbg_level(void)
 {
     // Widened: "fcdbg " may have set any int, the largest included.
     const long long next =
-        static_cast<long long>(__atomic_load_n(&dm_fc_lib_dbg, __ATOMIC_RELAXED)) + 1;
+        static_cast<long long>(dm_fc_lib_dbg.load(std::memory_order_relaxed)) + 1;
     const int level = static_cast<int>(next % kLevelCount);
-    __atomic_store_n(&dm_fc_lib_dbg, level, __ATOMIC_RELAXED);
+    dm_fc_lib_dbg.store(level, std::memory_order_relaxed);
     std::printf("dm_fc_lib_dbg=%d\r\n", level);
 }

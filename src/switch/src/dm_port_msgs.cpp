@@ -1,15 +1,14 @@
-// The handlers of the messages that add, re-key and remove ports, the record
-// lookups every port query starts from, and the table's debug show, all on
-// the port table object (dm_port_table.h).
-#include "dm_dynamic_tbl.h"
+// The handlers of the messages that add, re-key and remove ports, and the
+// table's debug show, all on the port table object (dm_port_table.h).
+#include "dm_port_msgs.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "dm_diag.h"
+#include "dm_local_port_table.h"
 #include "dm_port_table.h"
-#include <dm_lib_pd/dm_local_port.h>
 
 namespace {
 
@@ -189,19 +188,6 @@ void dp_rmv_port_by_dmphyid(int dm_phyid)
     w.release(slot);
 }
 
-// Copies the record under `key` out of one view; -1 on a miss.
-int dm_port_copy_out(dm_port_key by, int key, dp_lib_port_t *pinfo)
-{
-    if (pinfo == nullptr) {
-        return -1;
-    }
-    if (!dm_port_lookup(by, key, pinfo)) {
-        DM_WARN("can not find node!\n");
-        return -1;
-    }
-    return 0;
-}
-
 // One line of the show.
 void dm_lib_show_port_info_action(const dp_lib_port_t &p)
 {
@@ -215,12 +201,6 @@ void dm_lib_show_port_info_action(const dp_lib_port_t &p)
 }
 
 }  // namespace
-
-int dm_lib_dynamic_tbl_init(void)
-{
-    dm_phy_mgmt_clear();
-    return 0;
-}
 
 void dp_lib_add_port(void *data)
 {
@@ -305,24 +285,4 @@ void dm_lib_get_all_port_info(void)
         }
     }
     dm_show_all_local_port();
-}
-
-int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo)
-{
-    return dm_port_copy_out(dm_port_key::ifx, ifx, pinfo);
-}
-
-int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo)
-{
-    return dm_port_copy_out(dm_port_key::phyid, dm_phyid, pinfo);
-}
-
-int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo)
-{
-    return dm_port_copy_out(dm_port_key::ss_phyid, ss_phyid, pinfo);
-}
-
-int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo)
-{
-    return dm_port_copy_out(dm_port_key::lsm_key, lsm_key, pinfo);
 }

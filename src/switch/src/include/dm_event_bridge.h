@@ -1,5 +1,6 @@
-// Lifecycle and the device-event / RPC bridge, as the rest of the library
-// sees them.
+// The device-event / RPC bridge to the application (dm_event_bridge.cpp), as
+// the rest of the library sees it. Its exported half (handler registration)
+// is in <dm_lib_pd/dm_event.h>.
 #pragma once
 
 #include "dm_host.h"
@@ -13,6 +14,5 @@ int dm_dev_event_notify_pd(dev_msg_t *msg);
 // when none is registered or an argument is null.
 int dm_dev_rpc_handle_pd(dev_msg_t *msg, void *ret_buf, int buf_len, int *ret_len);
 
-// The initialiser and debug-option parser handed to the host.
-int lib_pd_init(void);
-void lib_pd_dbg_init(char *buf);
+// The application's event handler, or null before it registers one.
+dev_event_handler dm_dev_event_handler_pd(void);

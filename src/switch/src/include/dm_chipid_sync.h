@@ -1,4 +1,5 @@
-// The mirror of the address manager's chip-ID allocation.
+// The chip-ID allocation mirror's synchronisation (dm_chipid_sync.cpp): the
+// address manager's updates and the allocation events they raise.
 #pragma once
 
 #include "addr_common.h"

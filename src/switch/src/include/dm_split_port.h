@@ -1,0 +1,5 @@
+// The split-port queries (dm_split_port.cpp). Everything the source defines is
+// exported; this header is where the rest of the library finds it.
+#pragma once
+
+#include <dm_lib_pd/dm_split_port.h>
