@@ -204,6 +204,11 @@ DM_ID_FN int dm_lslot_is_chassis_mb(int lslot)
 {
     return lslot == DM_MB_SLOT_LOW || lslot == DM_MB_SLOT_HIGH;
 }
+/* True for a slot a management board sits in: 30, 31, or 0 on a box. */
+DM_ID_FN int dm_lslot_is_mgmt_board(int lslot)
+{
+    return dm_lslot_is_chassis_mb(lslot) || lslot == 0;
+}
 
 #ifdef __cplusplus
 }

@@ -57,7 +57,8 @@ void dp_lib_card_cfg(void *data)
     }
     // The host's insertion service copies the record and takes the index's
     // write lock itself; no lock of ours is held around it.
-    int ret = dp_lib_insert_data(data, kCardCfgLen, 0, dm_card_cfg_root.insertion_root(), card_type);
+    int ret =
+        dp_lib_insert_data(data, kCardCfgLen, 0, dm_card_cfg_root.insertion_root(), card_type);
     DM_VERBOSE("ret = %d!\r\n", ret);
 }
 

@@ -39,7 +39,8 @@ void dp_lib_set_chip_cfg_info(void *data)
     DM_VERBOSE("get chip cfg type = %d.\n", chip_type);
     // The host's insertion service copies the record and takes the index's
     // write lock itself; no lock of ours is held around it.
-    int ret = dp_lib_insert_data(data, kChipCfgLen, 0, dm_chip_cfg_root.insertion_root(), chip_type);
+    int ret =
+        dp_lib_insert_data(data, kChipCfgLen, 0, dm_chip_cfg_root.insertion_root(), chip_type);
     DM_VERBOSE("ret = %d!\r\n", ret);
 }
 

@@ -21,9 +21,6 @@ constexpr int kChipidMax = 2047;
 // reserved ID 26.
 constexpr int kDuneIdsPerSlot = 8;
 constexpr int kDuneFirstChipid = 27;
-// The chassis main-board slots of each device carry no fixed IDs.
-constexpr int kMbSlotLow = 30;
-constexpr int kMbSlotHigh = 31;
 
 constexpr int kSystemInvalidChipid = 25;
 constexpr int kSystemReservedChipid = 26;
@@ -33,9 +30,9 @@ constexpr int kZoneReservedUpper = 8;
 constexpr int kSysportUnitMax = 7;
 constexpr int kSysportPortMax = 31;
 constexpr int kSysportMax = 0x4FFF;
-constexpr int kSysportPerDev = 5120;
-constexpr int kSysportPerSlot = 320;
-constexpr int kSysportPerUnit = 40;
+constexpr int kSysportPerDev = DM_SYSPORT_PER_DEV;
+constexpr int kSysportPerSlot = DM_SYSPORT_PER_SLOT;
+constexpr int kSysportPerUnit = DM_SYSPORT_PER_UNIT;
 
 bool dm_in_range(int v, int lo, int hi) { return v >= lo && v <= hi; }
 
@@ -95,7 +92,7 @@ int dm_get_dune_static_chipid(int dev, int slot, int unit)
     }
     const int gslot = dm_get_gslot_from_lslot(dev, slot, 0);
     const int lslot = dm_get_lslot_from_gslot(gslot);
-    if (dm_get_sslot_from_gslot(gslot) == 0 && (lslot == kMbSlotLow || lslot == kMbSlotHigh)) {
+    if (dm_get_sslot_from_gslot(gslot) == 0 && dm_lslot_is_chassis_mb(lslot)) {
         DM_ERROR("gslot[%#08x] is chassis mb slot\r\n", gslot);
         return -2;
     }

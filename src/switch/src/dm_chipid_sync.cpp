@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kSlotTableLen = kDmSlotTableLen;
 constexpr int kChipidNum = kDmChipidNum;
-constexpr int kBsDataMax = 64;     // one record per accepted gslot
+constexpr int kBsDataMax = 64;  // one record per accepted gslot
 constexpr int kSyncHeadLen = static_cast<int>(sizeof(addr_lib_sync_head_t));
 constexpr int kSlotRecLen = static_cast<int>(sizeof(chipid_slot_t));
 

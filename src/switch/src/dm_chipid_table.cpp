@@ -35,8 +35,8 @@ uint64_t dm_owner_word(const dm_chipid_owner &o)
 
 dm_chipid_owner dm_owner_from(uint64_t w)
 {
-    return {static_cast<int>(static_cast<uint32_t>(w)),
-            static_cast<int>((w >> 32) & 0x7FFFFFFFu), (w & kAllocBit) != 0};
+    return {static_cast<int>(static_cast<uint32_t>(w)), static_cast<int>((w >> 32) & 0x7FFFFFFFu),
+            (w & kAllocBit) != 0};
 }
 
 chipid_slot_t dm_slot_load(int gslot)

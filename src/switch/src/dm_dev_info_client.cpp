@@ -51,7 +51,7 @@ const dm_info_data_handle_t dp_pd_data_handle[] = {
 // host's request buffer holds at least DM_HOST_RPC_REPLY_ROOM bytes.
 constexpr int kPortValidLen = static_cast<int>(sizeof(dm_port_valid_t));
 constexpr int kRpcReplyLen = DM_HOST_RPC_REPLY_ROOM;
-constexpr size_t kRpcWorkLen = 16 + kRpcReplyLen;
+constexpr size_t kRpcWorkLen = kMsgHeadLen + kRpcReplyLen;
 
 // Request-reply messages; a request shorter than fixed_len is refused.
 const dm_info_rpc_handle_t dp_pd_rpc_handle[] = {
@@ -78,7 +78,8 @@ bool dm_read_msg_head(const void *buf, int buf_len, dp_lib_msg_h_t *head)
         return false;
     }
     std::memcpy(head, buf, sizeof *head);
-    return head->len >= 0 && static_cast<long long>(buf_len) >= head->len + 16LL;
+    return head->len >= 0 &&
+           static_cast<long long>(buf_len) >= head->len + static_cast<long long>(kMsgHeadLen);
 }
 
 long long dm_data_row_len(const dm_info_data_handle_t &row, const void *payload, int len)
@@ -92,8 +93,7 @@ int dm_dev_info_client_init(void)
 {
     DM_VERBOSE("init begin\n");
     int ret = 0;
-    if (dm_card_table_init() != 0 || dm_local_port_table_init() != 0 ||
-        dm_chip_table_init() != 0) {
+    if (dm_card_table_init() != 0 || dm_local_port_table_init() != 0 || dm_chip_table_init() != 0) {
         DM_VERBOSE("ret = %d\n", -1);
         return -1;
     }

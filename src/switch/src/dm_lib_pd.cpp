@@ -31,8 +31,7 @@ void *lib_pd_event_thread(void *)
     char name[kThreadNameLen];
     std::snprintf(name, sizeof name, "lib_eventpd_%s", lib_name);
     prctl(PR_SET_NAME, name);
-    dev_event_thread_prototype(&dm_dev_event_pd,
-                               dm_dev_event_handler_pd());
+    dev_event_thread_prototype(&dm_dev_event_pd, dm_dev_event_handler_pd());
     return nullptr;
 }
 

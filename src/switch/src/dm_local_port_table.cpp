@@ -60,7 +60,7 @@ void dm_lport_table_index(int n) DM_REQUIRES(dm_my_lport_phyid_root.index)
 bool dm_is_manage_board(int gslot)
 {
     const int lslot = dm_get_lslot_from_gslot(gslot);
-    return dm_get_sslot_from_gslot(gslot) == 0 && (lslot == 30 || lslot == 31 || lslot == 0);
+    return dm_get_sslot_from_gslot(gslot) == 0 && dm_lslot_is_mgmt_board(lslot);
 }
 
 }  // namespace
@@ -193,7 +193,8 @@ int dm_local_get_slot_lport_from_unit_port(int unit, int port, int *slot, int *l
     int found_lport = -1;
     {
         dm_read_guard guard(dm_my_lport_phyid_root.index);
-        const auto *rec = static_cast<const dp_lib_lport_t *>(dm_my_lport_phyid_root.index.find(key));
+        const auto *rec =
+            static_cast<const dp_lib_lport_t *>(dm_my_lport_phyid_root.index.find(key));
         if (rec != nullptr) {
             found_lport = rec->lport;
         }

@@ -15,10 +15,6 @@
 namespace {
 
 // Fields of a slot_lport_phyid (form 6).
-constexpr int slot_lport_devid(int phyid)
-{
-    return static_cast<int>((DM_U32(phyid) >> 16) & 0xFFu);
-}
 constexpr int slot_lport_slot(int phyid) { return static_cast<int>((DM_U32(phyid) >> 8) & 0xFFu); }
 constexpr int slot_lport_lport(int phyid) { return static_cast<int>(DM_U32(phyid) & 0xFFu); }
 

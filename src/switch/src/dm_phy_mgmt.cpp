@@ -18,9 +18,9 @@ namespace {
 constexpr int kMgmtDevRows = 3;  // row 0 unused: rows are device ids 1 and 2
 constexpr int kMgmtDevFirst = 1;
 constexpr int kMgmtDevLast = 2;
-constexpr int kMgmtLports = 2;  // management ports 0 and 1 of a board
-constexpr int kMgmtSlotA = 30;  // the two management-board slots
-constexpr int kMgmtSlotB = 31;
+constexpr int kMgmtLports = 2;              // management ports 0 and 1 of a board
+constexpr int kMgmtSlotA = DM_MB_SLOT_LOW;  // the two management-board slots
+constexpr int kMgmtSlotB = DM_MB_SLOT_HIGH;
 constexpr int kMgmtPhyidLen = 2;  // phyids of one device (slots 30 and 31)
 constexpr int kMgmtListLen = 4;   // phyids of both devices
 
@@ -37,10 +37,7 @@ using mgmt_table_t = IFINDEX[kMgmtDevRows][kMgmtLports];
 bool dm_mgmt_dev_ok(int dev) { return dev >= kMgmtDevFirst && dev <= kMgmtDevLast; }
 bool dm_mgmt_lport_ok(int lport) { return lport >= 0 && lport < kMgmtLports; }
 // A management board sits in slot 30, 31 or 0 of its device.
-bool dm_mgmt_lslot_ok(int lslot)
-{
-    return lslot == kMgmtSlotA || lslot == kMgmtSlotB || lslot == 0;
-}
+bool dm_mgmt_lslot_ok(int lslot) { return dm_lslot_is_mgmt_board(lslot); }
 
 constexpr int dm_mgmt_phyid(int dev, int slot, int lport)
 {

@@ -56,8 +56,7 @@ dm_port_slot dm_rmv_inval_port_in_port_lock(dm_port_writer &w, const dp_lib_port
     kept->ifx = dm_port_index_take_over(w, dm_port_key::ifx, in.ifx, prev.ifx, old);
     kept->ss_phyid =
         dm_port_index_take_over(w, dm_port_key::ss_phyid, in.ss_phyid, prev.ss_phyid, old);
-    kept->lsm_key =
-        dm_port_index_take_over(w, dm_port_key::lsm_key, in.lsm_key, prev.lsm_key, old);
+    kept->lsm_key = dm_port_index_take_over(w, dm_port_key::lsm_key, in.lsm_key, prev.lsm_key, old);
     w.store(old, in);
     return old;
 }

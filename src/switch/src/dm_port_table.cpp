@@ -47,7 +47,7 @@ struct alignas(64) dm_port_cell {
 
 constexpr uint32_t kChunkShift = 9;
 constexpr uint32_t kChunkSlots = 1u << kChunkShift;  // 64 KiB of records
-constexpr uint32_t kChunks = 8192;                    // 4 Mi ports at most
+constexpr uint32_t kChunks = 8192;                   // 4 Mi ports at most
 
 constexpr uint64_t kMinBits = 6;  // the smallest array: 64 entries
 constexpr uint64_t kMaxBits = 30;
@@ -57,8 +57,7 @@ using dm_word = std::atomic<uint64_t>;
 uint32_t dm_port_hash(int key, uint64_t bits)
 {
     return static_cast<uint32_t>(
-        (static_cast<uint64_t>(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull) >>
-        (64 - bits));
+        (static_cast<uint64_t>(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull) >> (64 - bits));
 }
 
 uint64_t dm_port_word(int key, dm_port_slot slot)
