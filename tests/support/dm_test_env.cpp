@@ -15,7 +15,8 @@ namespace {
 void register_app()
 {
     if (!dmstandin::app_register()) {
-        ADD_FAILURE() << "the library is not loaded (or not with RTLD_GLOBAL), or refused the handlers";
+        ADD_FAILURE()
+            << "the library is not loaded (or not with RTLD_GLOBAL), or refused the handlers";
         return;
     }
     EXPECT_EQ(dm_host_run_init(), 0);
