@@ -236,6 +236,18 @@ void clear_tables()
     empty_library();
 }
 
+bool start_host()
+{
+    prepare_heap();
+    dm_host_set_dbg_level(LIB_DBG_END);
+    if (captured_handlers.data_f == nullptr) {
+        std::fprintf(stderr, "the library did not register its handlers\n");
+        return false;
+    }
+    attach_counted_kernel();
+    return true;
+}
+
 void attach_counted_kernel()
 {
     char dir[] = "/tmp/dm_bench.XXXXXX";
