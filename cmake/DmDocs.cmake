@@ -6,7 +6,7 @@ find_program(DOXYGEN_EXECUTABLE doxygen)
 find_program(PERL_EXECUTABLE perl)
 if(NOT DOXYGEN_EXECUTABLE OR NOT PERL_EXECUTABLE)
   add_custom_target(docs
-    COMMAND ${CMAKE_COMMAND} -E echo "docs: doxygen (and perl) are needed for the API reference"
+    COMMAND ${CMAKE_COMMAND} -E echo "docs: doxygen and perl are needed for the API reference (Debian: apt-get install doxygen perl; or tools/install-deps)"
     COMMAND ${CMAKE_COMMAND} -E false)
   return()
 endif()

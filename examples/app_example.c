@@ -131,6 +131,7 @@ int main(void)
         "  unit %d chip port %d, global chip %d, mod_port_phyid 0x%08x\n",
         phyid, ifindex, p.node, p.devid, p.slotid, p.portid, p.l_chipid, p.chip_portid, chipid,
         mod_phyid);
-    dm_host_event_stop();
+    /* The library's event thread runs the host's loop until the process
+     * exits; nothing stops or joins it. */
     return 0;
 }

@@ -1,9 +1,11 @@
 // Fuzz target: the request-reply handler. The first input byte chooses what
 // the application's RPC handler answers (a failure, or a reply of some
 // length, including lengths beyond the room it is given); the rest is the
-// request, handed over in a buffer of exactly its size, so a reply written
-// past the request is caught. The reply, when one is written, must fit the
-// request's buffer and start with the answer's result.
+// request. The host stand-in hands the handler a buffer of exactly the room
+// it promises (or the request's size, if larger), so a reply written past it
+// is caught. The reply, when one is written, must fit that room and start
+// with the answer's result.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,7 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     dmfuzz::set_rpc_answer(result, reply_len);
 
     const size_t len = size - 1;
-    auto *buf = static_cast<unsigned char *>(std::malloc(len > 0 ? len : 1));
+    const size_t room = std::max<size_t>(len, DM_HOST_RPC_REPLY_ROOM);
+    auto *buf = static_cast<unsigned char *>(std::malloc(room));
     if (len > 0) {
         std::memcpy(buf, data + 1, len);
     }
@@ -29,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     dm_host_send_rpc(len > 0 ? buf : nullptr, static_cast<int>(len), &ack_len);
     if (ack_len != -12345) {
         // Only an answered request sets the reply length.
-        DM_FUZZ_CHECK(ack_len >= 4 && static_cast<size_t>(ack_len) <= len, ack_len, len);
+        DM_FUZZ_CHECK(ack_len >= 4 && static_cast<size_t>(ack_len) <= room, ack_len, room);
         int32_t got;
         std::memcpy(&got, buf, sizeof got);
         DM_FUZZ_CHECK(got == result || got == -1, got, result);

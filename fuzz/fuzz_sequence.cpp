@@ -156,7 +156,10 @@ void step_card_cfg(Reader &in)
     } else {
         in.bytes(c.name, 8);
     }
-    send(DP_LIB_MSG_CARD_CFG, m.cards[type] = c);
+    send(DP_LIB_MSG_CARD_CFG, c);
+    if (c.chip_num <= DP_LIB_CARD_UNIT_MAX) {  // a record claiming more chips is refused
+        m.cards[type] = c;
+    }
 }
 
 void step_chip_cfg(Reader &in)

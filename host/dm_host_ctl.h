@@ -55,8 +55,11 @@ void dm_host_run_dbg_init(const char *option);
 /* Calls the registered handlers; false when none is registered.
  * dm_host_send_data hands the handler a heap copy of exactly `len` bytes (a
  * null buffer or a length <= 0 is passed on as given), so reading past the
- * message is caught by the memory checkers. dm_host_send_rpc passes `buf`
- * itself: the reply (up to 128 bytes) is written over it, so it must have room. */
+ * message is caught by the memory checkers. dm_host_send_rpc hands the
+ * handler the host's request buffer: a copy of the `len` request bytes in a
+ * block of exactly DM_HOST_RPC_REPLY_ROOM bytes (or `len`, if larger); that
+ * block, with the reply written over its start, is copied back over `buf`,
+ * which must have room for it. */
 bool dm_host_send_data(const void *buf, int len);
 bool dm_host_send_rpc(void *buf, int len, int *ack_len);
 bool dm_host_batch(int batch_flag);

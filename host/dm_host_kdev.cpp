@@ -60,34 +60,42 @@ using open_fn = int (*)(const char *, int, ...);
 using close_fn = int (*)(int);
 using ioctl_fn = int (*)(int, unsigned long, ...);
 
+// The real functions behind the stand-in's open, close and ioctl. They are
+// looked up once, when the host library is loaded, and never from inside a
+// call: a sanitizer's runtime calls open from its own internals (symbolizing
+// a report at exit, say), where a dlsym, with the error-string allocation it
+// may make, corrupts the runtime's allocator. Only a call that comes before
+// the load-time lookup (from another library's constructor) looks up lazily.
+struct real_functions {
+    std::atomic<open_fn> open{nullptr};
+    std::atomic<open_fn> open64{nullptr};
+    std::atomic<close_fn> close{nullptr};
+    std::atomic<ioctl_fn> ioctl{nullptr};
+};
+real_functions real;
+
 template <class Fn>
-Fn next_symbol(const char *name)
+Fn next_symbol(std::atomic<Fn> &slot, const char *name)
 {
-    return reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
-}
-
-open_fn real_open()
-{
-    static const open_fn fn = next_symbol<open_fn>("open");
+    Fn fn = slot.load(std::memory_order_acquire);
+    if (fn == nullptr) {
+        fn = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
+        slot.store(fn, std::memory_order_release);
+    }
     return fn;
 }
 
-open_fn real_open64()
-{
-    static const open_fn fn = next_symbol<open_fn>("open64");
-    return fn;
-}
+open_fn real_open() { return next_symbol(real.open, "open"); }
+open_fn real_open64() { return next_symbol(real.open64, "open64"); }
+close_fn real_close() { return next_symbol(real.close, "close"); }
+ioctl_fn real_ioctl() { return next_symbol(real.ioctl, "ioctl"); }
 
-close_fn real_close()
+__attribute__((constructor)) void look_up_real_functions()
 {
-    static const close_fn fn = next_symbol<close_fn>("close");
-    return fn;
-}
-
-ioctl_fn real_ioctl()
-{
-    static const ioctl_fn fn = next_symbol<ioctl_fn>("ioctl");
-    return fn;
+    real_open();
+    real_open64();
+    real_close();
+    real_ioctl();
 }
 
 bool trackable(int fd) { return fd >= 0 && fd < kMaxTrackedFd; }

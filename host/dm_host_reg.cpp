@@ -2,6 +2,8 @@
 // registered: the library's initialiser and debug-option parser, its message
 // handler set, the address-manager client's handlers, and the host's own
 // steps of the batch end, recorded in call order.
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "dm_host_ctl.h"
@@ -180,7 +182,21 @@ bool dm_host_send_rpc(void *buf, int len, int *ack_len)
     if (h.rpc_f == nullptr) {
         return false;
     }
-    h.rpc_f(buf, len, ack_len);
+    if (buf == nullptr || len <= 0) {
+        h.rpc_f(buf, len, ack_len);
+        return true;
+    }
+    // The host's request buffer: exactly the promised room (or the request,
+    // if longer), so a reply written past it is caught by the memory checkers.
+    const size_t room = std::max<size_t>(static_cast<size_t>(len), DM_HOST_RPC_REPLY_ROOM);
+    auto *host_buf = static_cast<unsigned char *>(std::calloc(room, 1));
+    if (host_buf == nullptr) {
+        return false;
+    }
+    std::memcpy(host_buf, buf, static_cast<size_t>(len));
+    h.rpc_f(host_buf, len, ack_len);
+    std::memcpy(buf, host_buf, room);
+    std::free(host_buf);
     return true;
 }
 

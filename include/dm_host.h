@@ -43,10 +43,16 @@ int dm_logfile_write_log(void *info, const char *fmt, ...) __attribute__((format
 
 /* ---- registration ----------------------------------------------------- */
 
+/* Room, in bytes, of the host's request buffer that rpc_f receives: however
+ * short the request (req_len), the host's buffer holds at least this many
+ * bytes, and rpc_f writes its reply, *ack_len bytes, at most this many, over
+ * the start of it. */
+#define DM_HOST_RPC_REPLY_ROOM 128
+
 /* The handler set the library gives the host for its module. */
 typedef struct {
     void (*data_f)(void *data_buf, int data_len);            /* data messages */
-    void (*rpc_f)(void *req_buf, int req_len, int *ack_len); /* request-reply */
+    void (*rpc_f)(void *req_buf, int req_len, int *ack_len); /* request-reply, see above */
     void (*fnotify_f)(void *buf, int len);                   /* unused: null */
     void (*data_batch_f)(int batch_flag);                    /* batch synchronisation */
     void (*debug_show_f)(int para);                          /* debug show commands */

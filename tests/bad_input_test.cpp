@@ -131,9 +131,13 @@ std::string snapshot()
     for (auto get : {dm_get_fc_startup_cfg, dm_get_fc_save_cfg}) {
         dm_convert_cfg_t *cfg = nullptr;
         int num = 0;
-        s += " list " + std::to_string(get(&cfg, &num)) + ":" + std::to_string(num);
+        // Each piece is appended on its own: "literal" + std::string trips a
+        // false -Wrestrict in GCC 12's std::string at -O2.
+        s += " list ";
+        s += std::to_string(get(&cfg, &num)) + ":" + std::to_string(num);
         for (int i = 0; i < num; ++i) {
-            s += " " + std::to_string(cfg[i].phyid) + "/" + std::to_string(cfg[i].type);
+            s += ' ';
+            s += std::to_string(cfg[i].phyid) + "/" + std::to_string(cfg[i].type);
         }
         std::free(cfg);
     }
@@ -141,22 +145,28 @@ std::string snapshot()
     int num = 2048;
     dm_get_alloced_chipid(alloc.data(), &num);
     for (int i = 0; i < num; ++i) {
-        s += " chip " + std::to_string(alloc[i].chipid) + "@" + std::to_string(alloc[i].node) +
-             "/" + std::to_string(alloc[i].unit);
+        s += " chip ";
+        s += std::to_string(alloc[i].chipid) + "@" + std::to_string(alloc[i].node) + "/" +
+             std::to_string(alloc[i].unit);
     }
     for (int type = 0; type < 16; ++type) {
         dp_lib_card_type_info_t c;
         if (dm_lib_get_card_cfg_by_type(type, &c) == 0) {
-            s += " card " + std::string(reinterpret_cast<const char *>(&c), sizeof c);
+            s += " card ";
+            s.append(reinterpret_cast<const char *>(&c), sizeof c);
         }
-        s += " chip " + std::to_string(dm_get_chip_family(type)) + "/" +
+        s += " chip ";
+        s += std::to_string(dm_get_chip_family(type)) + "/" +
              std::to_string(dm_get_chip_cmic_port_by_type(type));
     }
     bool pre = false;
-    s += " pre " + std::to_string(dm_get_pre_inst_by_phyid(dm_slot_lport_phyid(1, 1, 1), &pre)) +
+    s += " pre ";
+    s += std::to_string(dm_get_pre_inst_by_phyid(dm_slot_lport_phyid(1, 1, 1), &pre)) +
          std::to_string(pre);
-    s += " log " + std::to_string(dm_host_log_count());
-    return s + " events " + std::to_string(dmtest::events().size());
+    s += " log ";
+    s += std::to_string(dm_host_log_count());
+    s += " events ";
+    return s + std::to_string(dmtest::events().size());
 }
 
 // What an input printed with every diagnostic on, and whether it left the
@@ -412,17 +422,11 @@ TEST_F(BadInput, InputsWhoseHandlingChangesATableOnPurpose)
     ASSERT_EQ(dm_get_pinfo_by_ifx(0x103, &got), 0);
     EXPECT_EQ(got.phyid, dm_slot_lport_phyid(1, 2, 3));
 
-    // A card type claiming more chips than a record describes is kept, but
-    // answered as 8 units, so no caller reads past the 8-entry arrays.
+    // A card type claiming more chips than a record describes is refused.
     dp_lib_card_type_info_t many = card(12);
     many.chip_num = 12;
-    EXPECT_TRUE(dmtest::has(run([&] { send(DP_LIB_MSG_CARD_CFG, many); }).printed,
-                            "card type 12 has 12 chips"));
-    int *types = nullptr;
-    int num = 0;
-    ASSERT_EQ(dm_get_chip_type_by_card_type(12, &types, &num), 0);
-    EXPECT_EQ(num, DP_LIB_CARD_UNIT_MAX);
-    std::free(types);
+    expect_refused([&] { send(DP_LIB_MSG_CARD_CFG, many); },
+                   "card type 12 has 12 chips, more than 8: record refused!\n");
 
     // A negative count is an allocation that cannot be made: the old list is
     // already gone and the table is left empty.
@@ -454,8 +458,10 @@ protected:
         dp_lib_per_inst_info_t list = {};
         list.len = len;
         list.info[entry] = {1, 1, 1, 0};
-        EXPECT_TRUE(
-            dmtest::has(run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); }).printed, diag));
+        const std::string printed = run([&] { send(DP_LIB_MSG_PORT_PRE_INST_DONE, list); }).printed;
+        // No diagnostic at all: only the dispatcher's two trace lines.
+        EXPECT_TRUE(diag.empty() ? dmtest::count(printed, "\n") == 2 : dmtest::has(printed, diag))
+            << printed;
         events_expected_ = 3;
         dmtest::wait_events(3);
         ASSERT_EQ(dm_get_pre_inst_by_phyid(dm_slot_lport_phyid(1, 1, 1), &pre_), 0);
@@ -463,10 +469,11 @@ protected:
     bool pre_ = false;
 };
 
-// A negative count is an empty list: taken, announced, matching nothing.
+// A negative count is an empty list: taken silently, announced, matching
+// nothing.
 TEST_F(BadInputPreInstalledList, WithANegativeCount)
 {
-    send_list(-5, 0, "pre inst card num -5 invalid, taken as 0\n");
+    send_list(-5, 0, "");
     EXPECT_FALSE(pre_);
 }
 
@@ -481,14 +488,12 @@ TEST_F(BadInputPreInstalledList, ClaimingMoreThanItHolds)
 }
 
 // An application reply longer than the room it was given is refused, not
-// copied: the requester gets -1 alone. So is one that fits the library's
-// room but not the requester's buffer.
+// copied: the requester gets -1 alone.
 TEST_F(BadInput, PortValidityRepliesThatDoNotFit)
 {
     const bytes valid = bytes_of(dm_port_valid_t{dm_node_make(1, 1), 3, 1, {}});
     for (const auto &[reply, diag] : std::vector<std::pair<size_t, std::string>>{
-             {125, "rpc reply length 125 out of range!\n"},
-             {60, "reply of 64 bytes does not fit the request buffer of 28!\n"}}) {
+             {125, "rpc reply length 125 out of range!\n"}}) {
         dmtest::set_rpc_reply(0, bytes(reply, 7));
         bytes buf = message(DP_LIB_MSG_PORT_VALID, 12, valid) + bytes(128);
         int ack_len = -99;

@@ -1,6 +1,6 @@
 // Card-type records as the application sees them, beyond the scripted
 // configuration scenario: records copied whole, names without a terminator,
-// the chip arrays of this card and counts above eight chips.
+// the chip arrays of this card and records claiming more than eight chips.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -87,14 +87,27 @@ TEST(CardCfg, ChipArraysOfThisCard)
     EXPECT_EQ(types, nullptr);
 }
 
-// A record may claim more chips than its per-unit arrays describe: it is
-// kept as sent, but every answer that goes with an 8-entry array says 8.
-TEST(CardCfg, MoreThanEightChipsAreAnsweredAsEight)
+// A record claiming more chips than its per-unit arrays describe is refused
+// when it arrives; a record stored earlier for its type stays, so every
+// query answers the same chip count.
+TEST(CardCfg, MoreThanEightChipsAreRefused)
 {
     this_card(kType);
-    dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 12));
-    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType), 12);
+    dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(kType, 8));
+    for (int type : {kType, kType + 7}) {
+        const std::string out =
+            dmtest::capture_stdout([&] { dmtest::send(DP_LIB_MSG_CARD_CFG, make_card(type, 12)); });
+        EXPECT_TRUE(has(out, "card type " + std::to_string(type) +
+                                 " has 12 chips, more than 8: record refused!\n"))
+            << out;
+    }
+    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType), 8);
     int *types = nullptr;
+    int num = 0;
+    ASSERT_EQ(dm_get_chip_type_by_card_type(kType, &types, &num), 0);
+    EXPECT_EQ(num, 8);
+    std::free(types);
     EXPECT_EQ(dm_get_my_lchips(&types), 8);
     std::free(types);
+    EXPECT_EQ(dm_get_switch_chip_num_by_card_type(kType + 7), -1);  // never stored
 }

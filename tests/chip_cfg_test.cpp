@@ -61,11 +61,11 @@ TEST(ChipCfg, ByChipTypeAndByUnit)
                     "not lc or msc!\n"));
 }
 
-// A card type claiming 12 chips describes 8: unit 8 is refused instead of
-// being read past the 8-entry chip-type array.
-TEST(ChipCfg, UnitsStopAtEightWhateverTheCardClaims)
+// A card of 8 chips, as many as a record describes: unit 8 is refused
+// instead of being read past the 8-entry chip-type array.
+TEST(ChipCfg, UnitsStopAtTheEighthChip)
 {
-    this_card(DM_TYPE_MSC, 12);
+    this_card(DM_TYPE_MSC, 8);
     send_chip(107, 9, 0x55);
     EXPECT_EQ(dm_get_invalid_port(7), 0x55);
     EXPECT_EQ(dm_get_lchip_family_by_unit(7), 9);
@@ -101,7 +101,7 @@ TEST(ChipCfg, PortsOfAGlobalChipInLocalPortOrder)
     // Failures leave the count at 0 and the list untouched.
     list = reinterpret_cast<int *>(0x1);
     std::string out = dmtest::capture_stdout([&] {
-        for (int chipid : {0x124, 0x125, 0x10000}) {
+        for (int chipid : {0x124, 0x125, 0x10000, -1}) {
             num = 9;
             EXPECT_EQ(dm_get_port_bmp_from_chipid(chipid, &list, &num), -1);
             EXPECT_EQ(num, 0);
@@ -114,5 +114,11 @@ TEST(ChipCfg, PortsOfAGlobalChipInLocalPortOrder)
               std::string::npos);
     EXPECT_TRUE(has(out, "dm_get_node_unit_from_chipid ret="));
     EXPECT_TRUE(has(out, "unit number 2!\n"));
-    EXPECT_TRUE(has(out, "chipid 65536 does not fit a mod_port_phyid!\n"));
+    // IDs no chip can have fail in the chip-ID lookup, with its diagnostics.
+    for (int chipid : {65536, -1}) {
+        const std::string id = std::to_string(chipid);
+        EXPECT_TRUE(has(out, "input arguments error, chipid=" + id + "\r\n")) << out;
+    }
+    EXPECT_EQ(dmtest::count(out, "dm_get_node_unit_from_chipid ret=-2!\n"), 2) << out;
+    EXPECT_EQ(dmtest::count(out, "\n"), 7) << out;  // nothing of its own
 }

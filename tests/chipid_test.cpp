@@ -33,10 +33,12 @@ std::vector<uint8_t> sync_data(int type, const std::vector<chipid_slot_t> &recs)
 {
     const int n = static_cast<int>(recs.size());
     addr_lib_sync_head_t h = {static_cast<int>(sizeof h + n * sizeof(chipid_slot_t)), type, n};
-    std::vector<uint8_t> buf(sizeof h);
+    const size_t recs_len = recs.size() * sizeof(chipid_slot_t);
+    std::vector<uint8_t> buf(sizeof h + recs_len);
     std::memcpy(buf.data(), &h, sizeof h);
-    buf.insert(buf.end(), reinterpret_cast<const uint8_t *>(recs.data()),
-               reinterpret_cast<const uint8_t *>(recs.data() + recs.size()));
+    if (recs_len > 0) {
+        std::memcpy(buf.data() + sizeof h, recs.data(), recs_len);
+    }
     return buf;
 }
 

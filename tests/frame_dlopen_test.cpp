@@ -202,8 +202,10 @@ RpcReply port_valid(int node, int lport, uint8_t valid, int module = DP_LIB_MOD_
     dm_port_valid_t req = {node, lport, valid, {0, 0, 0}};
     RpcReply r;
     r.buf = message(DP_LIB_MSG_PORT_VALID, module, len, &req, sizeof req);
-    r.buf.resize(16 + 128);
-    dm_host_send_rpc(r.buf.data(), static_cast<int>(r.buf.size()), &r.ack_len);
+    // The request is 28 bytes; the buffer has the host's room for the reply.
+    const int req_len = static_cast<int>(r.buf.size());
+    r.buf.resize(DM_HOST_RPC_REPLY_ROOM);
+    dm_host_send_rpc(r.buf.data(), req_len, &r.ack_len);
     return r;
 }
 
@@ -240,6 +242,18 @@ TEST(Frame, PortValidityTravelsToTheApplicationAndBack)
     r = port_valid(0x01003000, 5, 0);
     EXPECT_EQ(r.ack_len, 4);
     EXPECT_EQ(reply_result(r), -5);
+
+    // A reply of the whole 124 bytes of room comes back whole over the
+    // 28-byte request.
+    std::vector<uint8_t> full(124);
+    for (size_t i = 0; i < full.size(); ++i) {
+        full[i] = static_cast<uint8_t>(i + 1);
+    }
+    dmtest::set_rpc_reply(0, full);
+    r = port_valid(0x01003000, 5, 0);
+    ASSERT_EQ(r.ack_len, 128);
+    EXPECT_EQ(reply_result(r), 0);
+    EXPECT_EQ(std::vector<uint8_t>(r.buf.begin() + 4, r.buf.begin() + 128), full);
 
     // A reply longer than the room it was given is refused, not copied.
     dmtest::set_rpc_reply(0, std::vector<uint8_t>(200, 0x11));
@@ -284,6 +298,33 @@ TEST(Frame, ShowCommandsAndTheDebugOption)
     EXPECT_EQ(next_level(), 4);  // unchanged at 3
     dm_host_run_dbg_init("fcdbg ");
     EXPECT_EQ(next_level(), 1);  // nothing after the blank reads as 0
+}
+
+// The library is never unloaded: after the host's dlclose its event thread
+// still runs and the handlers the host holds still work, until the process
+// exits. (No symbol is looked up here: a lookup from the program would itself
+// pin the library.)
+TEST(Frame, DlcloseLeavesTheLibraryInPlace)
+{
+    void *lib = load_library();
+    ASSERT_EQ(dm_host_run_init(), 0);
+    for (int i = 0; i < 100 && !has_thread("lib_eventpd_dm"); ++i) {
+        usleep(10000);
+    }
+    ASSERT_EQ(dlclose(lib), 0);
+
+    dm_host_set_dbg_level(LIB_DBG_VERBOSE);
+    const std::string out = dmtest::capture_stdout([] {
+        dmtest::send(DP_LIB_MSG_PORT_PRE_INST_DONE, dp_lib_per_inst_info_t{});  // raises an event
+        dm_host_show(DP_LIB_DBG_SHOW_ALL_PORT);
+    });
+    EXPECT_NE(out.find("get msg to dp id = 15!\n"), std::string::npos) << out;
+    RpcReply r = port_valid(0x01003000, 5, 1);  // no application handler: refused
+    EXPECT_EQ(r.ack_len, 4);
+    EXPECT_EQ(reply_result(r), -1);
+    usleep(20000);  // the event thread takes the event
+    EXPECT_TRUE(has_thread("lib_eventpd_dm"));
+    EXPECT_NE(dlopen(DM_LIB_PATH, RTLD_NOW | RTLD_NOLOAD), nullptr);  // still mapped
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ using ints = std::vector<int>;
 constexpr int kFull = 100;  // lports 0..47
 constexpr int kGaps = 101;  // lports 1..24 and 40
 constexpr int kNone = 102;  // no lport
-constexpr int kWide = 103;  // claims 10 chips
+constexpr int kWide = 103;  // 8 chips, as many as a record describes
 const int kMyNode = dm_node_make(1, 3);
 
 void send_card_type(int type, bool (*exists)(int), int chip_num, ints chip_types)
@@ -42,7 +42,7 @@ void setup_cards()
     send_card_type(kFull, [](int l) { return l < 48; }, 2, {7, 8});
     send_card_type(kGaps, [](int l) { return (l >= 1 && l <= 24) || l == 40; }, 1, {7});
     send_card_type(kNone, [](int) { return false; }, 1, {7});
-    send_card_type(kWide, [](int) { return true; }, 10, {7, 7, 7, 7, 7, 7, 7, 7});
+    send_card_type(kWide, [](int) { return true; }, 8, {7, 7, 7, 7, 7, 7, 7, 7});
 }
 
 std::string warned(void (*fn)())
@@ -124,7 +124,7 @@ TEST(PortNum, CpuPortOfAChip)
               -2);  // type 8 unknown; no chip
     std::string out = warned([] { EXPECT_EQ(dm_get_chip_cmic_port(42), -1); });
     EXPECT_NE(out.find(">:unit[2] is beyond card's chipnum[2]\n"), std::string::npos);
-    // Slot 4's configured type claims 10 chips but lists 8: unit 8 is refused.
+    // Slot 4's configured type has 8 chips, the most a record holds: unit 8 is refused.
     EXPECT_EQ(dm_get_chip_cmic_port(67), 99);
     out = warned([] { EXPECT_EQ(dm_get_chip_cmic_port(68), -1); });
     EXPECT_NE(out.find(">:unit[8] is beyond card's chipnum[8]\n"), std::string::npos);

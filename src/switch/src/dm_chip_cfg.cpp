@@ -16,8 +16,10 @@ namespace {
 
 constexpr int kChipCfgLen = static_cast<int>(sizeof(dp_lib_chip_info_t));
 constexpr int kLportMax = DP_LIB_CARD_LPORT_MAX;
-// Bits of the chip-ID field of a mod_port_phyid.
-constexpr int kModPortChipidMax = 0xFFFF;
+// A chip's port list is of mod_port_phyids, whose chip-ID field is 16 bits
+// wide; chip IDs are below 2048 (the chip-ID queries refuse any other), so
+// every ID that resolves to a chip fits it.
+static_assert(2048 <= 0xFFFF + 1, "chip IDs fit the chip-ID field of a mod_port_phyid");
 
 // This card's chip type at `unit`, through its own chip list; 0 or -1 with
 // the error already printed.
@@ -29,7 +31,7 @@ int dm_my_unit_chip_type(int unit, int *chip_type)
         DM_ERROR("Dm_get_my_lchips error(%d)!\n", chip_num);
         return -1;
     }
-    // dm_get_my_lchips answers at most 8 units, the size of its array.
+    // Stored records claim at most 8 units, the size of the array.
     if (unit < 0 || unit >= chip_num) {
         std::free(types);
         DM_ERROR("input arguments error, unit(%d) chip_num(%d).\n", unit, chip_num);
@@ -153,8 +155,8 @@ int dm_get_invalid_port(int unit)
         DM_WARN("can not find node!\n");
         return 0;
     }
-    // Bounded by the 8 entries of chip_types as well as by chip_num.
-    if (unit < 0 || unit >= dm_card_unit_count(cfg)) {
+    // Stored records claim at most 8 chips, so chip_num bounds chip_types too.
+    if (unit < 0 || unit >= cfg.chip_num) {
         DM_WARN("can not find unit(%d)!\n", unit);
         return 0;
     }
@@ -175,12 +177,6 @@ int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
         return -1;
     }
     *port_num = 0;
-    // The list is of mod_port_phyids, whose chip-ID field is 16 bits wide: a
-    // larger ID would spill into the form byte, so it is refused here.
-    if (chipid < 0 || chipid > kModPortChipidMax) {
-        DM_WARN("chipid %d does not fit a mod_port_phyid!\n", chipid);
-        return -1;
-    }
     int node = 0;
     int unit = 0;
     int ret = dm_get_node_unit_from_chipid(chipid, &node, &unit);
@@ -198,7 +194,7 @@ int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
         DM_WARN("can not find node!\n");
         return -1;
     }
-    if (unit < 0 || unit >= dm_card_unit_count(cfg)) {
+    if (unit < 0 || unit >= cfg.chip_num) {
         DM_WARN("unit number %d!\n", unit);
         return -1;
     }

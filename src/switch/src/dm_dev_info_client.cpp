@@ -43,9 +43,10 @@ const dm_info_data_handle_t dp_pd_data_handle[] = {
     {-1, nullptr, 0, nullptr},  // end of table
 };
 
-// The port-validity request's payload, and the room its reply may take.
+// The port-validity request's payload, and the room its reply may take: the
+// host's request buffer holds at least DM_HOST_RPC_REPLY_ROOM bytes.
 constexpr int kPortValidLen = static_cast<int>(sizeof(dm_port_valid_t));
-constexpr int kRpcReplyLen = 128;
+constexpr int kRpcReplyLen = DM_HOST_RPC_REPLY_ROOM;
 constexpr size_t kRpcWorkLen = 16 + kRpcReplyLen;
 
 // Request-reply messages; a request shorter than fixed_len is refused.
@@ -155,19 +156,12 @@ void dm_dev_info_client_rpc_handle(void *req_buf, int req_len, int *ack_len)
             DM_WARN("msg %d is too short: len %d, need %d!\n", head.msgid, head.len, row.fixed_len);
             break;
         }
-        // The handler works on a copy with room for the largest reply, so a
-        // reply never runs past the host's buffer; it is copied back only
-        // when it fits there, else the request is answered with -1.
+        // The handler works on a copy with room for the largest reply, so it
+        // never reads past a short request; the reply (at most 128 bytes, the
+        // room the host's request buffer has) is then copied over the request.
         alignas(8) unsigned char work[kRpcWorkLen] = {};
         std::memcpy(work, req_buf, std::min<size_t>(static_cast<size_t>(req_len), sizeof work));
         ret = row.rpc_f(work, ack_len);
-        if (*ack_len > req_len) {
-            DM_WARN("reply of %d bytes does not fit the request buffer of %d!\n", *ack_len,
-                    req_len);
-            const int32_t refused = -1;
-            std::memcpy(work, &refused, sizeof refused);
-            *ack_len = static_cast<int>(sizeof refused);
-        }
         std::memcpy(req_buf, work, static_cast<size_t>(*ack_len));
         break;
     }

@@ -4,9 +4,13 @@
 // by a device event, and handed to readers as copies. Show commands 10 to 12.
 #include "dm_fc_lib.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "dm_diag.h"
 #include "dm_lib_pd_internal.h"
@@ -30,6 +34,65 @@ constexpr int kEntryLen = static_cast<int>(sizeof(dm_convert_cfg_t));
 // Sizes are entries x 8 held in a signed 32-bit int.
 constexpr int kFcNumMax = 268435455;
 constexpr int kLevelCount = DM_FC_LIB_DBG_END + 1;
+// A show prints each entry no chunk wrote, {0, 0}, up to this many in a row;
+// a longer run of them is one line. Lists a master really sends are written
+// whole, and a gap this long in one is no list a master sends: the line
+// keeps a begin that announces 268 million entries from printing them all,
+// while every list of realistic size shows entry by entry.
+constexpr int kUnsentLinesMax = 4096;
+
+// One chunk as it was sent: entries min..max follow the head.
+struct fc_chunk_t {
+    fc_chunk_t *next;
+    int min;
+    int max;
+    dm_convert_cfg_t *entries() { return reinterpret_cast<dm_convert_cfg_t *>(this + 1); }
+};
+
+// A transfer's list: `num` entries announced by its begin, and the chunks
+// that were sent, in arrival order (a later one overwrites an earlier one;
+// entries no chunk wrote are {0, 0}). What it costs follows what was sent,
+// not what was announced. It is filled only until its over and never changes
+// after, so readers copy it without the lock once they hold a reference: the
+// list's own one (dropped by the next begin) and one per reader.
+struct fc_cfg_t {
+    std::atomic<int> refs;
+    int num;
+    fc_chunk_t *first;
+    fc_chunk_t *last;
+};
+
+fc_cfg_t *fc_cfg_new(int num)
+{
+    auto *c = static_cast<fc_cfg_t *>(std::malloc(sizeof(fc_cfg_t)));
+    if (c != nullptr) {
+        new (c) fc_cfg_t{{1}, num, nullptr, nullptr};
+    }
+    return c;
+}
+
+void fc_cfg_release(fc_cfg_t *c)
+{
+    if (c == nullptr || c->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) {
+        return;
+    }
+    for (fc_chunk_t *k = c->first; k != nullptr;) {
+        fc_chunk_t *next = k->next;
+        std::free(k);
+        k = next;
+    }
+    c->~fc_cfg_t();
+    std::free(c);
+}
+
+// Writes the list into `out`, which holds its `num` entries, all zero.
+void fc_cfg_copy(const fc_cfg_t *c, dm_convert_cfg_t *out)
+{
+    for (fc_chunk_t *k = c->first; k != nullptr; k = k->next) {
+        std::memcpy(out + k->min, k->entries(),
+                    static_cast<size_t>(k->max - k->min + 1) * sizeof(dm_convert_cfg_t));
+    }
+}
 
 // Guards the committed pointer, size and count of both lists.
 dm_mutex fc_lib_lock;
@@ -37,35 +100,36 @@ dm_mutex fc_lib_lock;
 // The startup list. The committed triple is read by any thread; the staging
 // triple and the committed flag are touched only by this list's three
 // handlers, which the host never runs concurrently, so they take no lock.
-dm_convert_cfg_t *fc_start_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
+fc_cfg_t *fc_start_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
 int fc_convert_start_num DM_GUARDED_BY(fc_lib_lock) = 0;
 int fc_start_cfg_size DM_GUARDED_BY(fc_lib_lock) = 0;
-dm_convert_cfg_t *fc_start_cfg_tmp = nullptr;
+fc_cfg_t *fc_start_cfg_tmp = nullptr;
 int fc_convert_start_num_tmp = 0;
 int fc_start_cfg_size_tmp = 0;
-bool fc_start_cfg_over = false;  // the staging buffer is the committed list
+bool fc_start_cfg_over = false;  // the staging list is the committed list
 
 // The saved list, the same set.
-dm_convert_cfg_t *fc_save_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
+fc_cfg_t *fc_save_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
 int fc_convert_save_num DM_GUARDED_BY(fc_lib_lock) = 0;
 int fc_save_cfg_size DM_GUARDED_BY(fc_lib_lock) = 0;
-dm_convert_cfg_t *fc_save_cfg_tmp = nullptr;
+fc_cfg_t *fc_save_cfg_tmp = nullptr;
 int fc_convert_save_num_tmp = 0;
 int fc_save_cfg_size_tmp = 0;
 bool fc_save_cfg_over = false;
 
 // One list's state, so that both lists run the same transfer code.
 struct fc_list_t {
-    dm_convert_cfg_t **cfg DM_PT_GUARDED_BY(fc_lib_lock);
+    fc_cfg_t **cfg DM_PT_GUARDED_BY(fc_lib_lock);
     int *num DM_PT_GUARDED_BY(fc_lib_lock);
     int *size DM_PT_GUARDED_BY(fc_lib_lock);
-    dm_convert_cfg_t **cfg_tmp;
+    fc_cfg_t **cfg_tmp;
     int *num_tmp;
     int *size_tmp;
     bool *over;
     bool save;             // the saved list prints a few traces of its own
     int event_id;          // raised at every over
     const char *log_text;  // the log-file line of every over
+    const char *getter;    // the getter's name, in the show's diagnostics
 };
 
 const fc_list_t fc_start_list = {
@@ -79,6 +143,7 @@ const fc_list_t fc_start_list = {
     false,
     DEV_MSG_FC_START_CFG_OVER,
     "fc startup cfg sync over",
+    "dm_get_fc_startup_cfg",
 };
 
 const fc_list_t fc_save_list = {
@@ -92,10 +157,12 @@ const fc_list_t fc_save_list = {
     true,
     DEV_MSG_FC_SAVE_CFG,
     "fc save cfg sync over",
+    "dm_get_fc_save_cfg",
 };
 
-// Drops the staging buffer, which after an over is also the committed list:
-// from here until the next over the list reads as empty.
+// Drops the staging list, which after an over is also the committed list:
+// from here until the next over the list reads as empty. A reader still
+// copying it keeps it until it is done.
 void fc_cfg_drop_staging(const fc_list_t &l)
 {
     if (*l.cfg_tmp == nullptr) {
@@ -103,9 +170,9 @@ void fc_cfg_drop_staging(const fc_list_t &l)
     }
     {
         dm_mutex_guard lock(fc_lib_lock);
-        std::free(*l.cfg_tmp);
         *l.cfg = nullptr;
     }
+    fc_cfg_release(*l.cfg_tmp);
     *l.cfg_tmp = nullptr;
 }
 
@@ -138,14 +205,14 @@ void fc_cfg_begin(const fc_list_t &l, const void *data, const char *func)
     if (num == 0) {
         return;
     }
-    void *buf = std::calloc(static_cast<size_t>(num), sizeof(dm_convert_cfg_t));
-    if (buf == nullptr) {
+    fc_cfg_t *cfg = fc_cfg_new(num);
+    if (cfg == nullptr) {
         FC_WARN(func, "no memory\r\n");
         *l.num_tmp = 0;
         *l.size_tmp = 0;
         return;
     }
-    *l.cfg_tmp = static_cast<dm_convert_cfg_t *>(buf);
+    *l.cfg_tmp = cfg;
     FC_VERBOSE(func, "ok\r\n");
 }
 
@@ -157,10 +224,10 @@ void fc_cfg_chunk(const fc_list_t &l, const void *data, const char *func)
     FC_VERBOSE(func, "enter\r\n");
     dp_lib_fc_cfg_info_t head;
     std::memcpy(&head, data, sizeof head);
-    // After an over the staging buffer is the committed list that readers
-    // copy under the lock; writing it without the lock would race them, and
-    // a chunk that lands between two transfers belongs to neither. It is
-    // refused until the next begin opens a new transfer.
+    // After an over the staging list is the committed list that readers
+    // copy; it must not change under them, and a chunk that lands between two
+    // transfers belongs to neither. It is refused until the next begin opens
+    // a new transfer.
     if (*l.over) {
         FC_WARN(func, "cfg is over, range[%d, %d] dropped until next begin\r\n", head.cfg_min,
                 head.cfg_max);
@@ -171,8 +238,18 @@ void fc_cfg_chunk(const fc_list_t &l, const void *data, const char *func)
         return;
     }
     const size_t count = static_cast<size_t>(head.cfg_max - head.cfg_min) + 1;
-    std::memcpy(*l.cfg_tmp + head.cfg_min, static_cast<const char *>(data) + sizeof head,
+    auto *k = static_cast<fc_chunk_t *>(
+        std::malloc(sizeof(fc_chunk_t) + count * sizeof(dm_convert_cfg_t)));
+    if (k == nullptr) {
+        FC_WARN(func, "no memory\r\n");
+        return;
+    }
+    *k = fc_chunk_t{nullptr, head.cfg_min, head.cfg_max};
+    std::memcpy(k->entries(), static_cast<const char *>(data) + sizeof head,
                 count * sizeof(dm_convert_cfg_t));
+    fc_cfg_t *cfg = *l.cfg_tmp;
+    (cfg->last != nullptr ? cfg->last->next : cfg->first) = k;
+    cfg->last = k;
     FC_VERBOSE(func, "ok\r\n");
 }
 
@@ -200,7 +277,12 @@ void fc_cfg_over(const fc_list_t &l, const void *data, const char *func)
     FC_VERBOSE(func, "ok\r\n");
 }
 
-int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char *func)
+// The getter. The lock is held only to take a reference to the committed
+// list; the copy is allocated zeroed (fresh pages, untouched until written)
+// and only the entries that were sent are written into it. With `keep`, the
+// reference is handed to the caller (null for an empty list), who releases it.
+int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char *func,
+               fc_cfg_t **keep = nullptr)
 {
     if (cfg == nullptr || num == nullptr) {
         return -1;
@@ -208,7 +290,8 @@ int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char 
     FC_VERBOSE(func, "enter\r\n");
     *cfg = nullptr;
     *num = 0;
-    int ret = 0;
+    fc_cfg_t *list = nullptr;
+    int count = 0;
     {
         dm_mutex_guard lock(fc_lib_lock);
         if (*l.num == 0 || *l.cfg == nullptr) {
@@ -220,53 +303,116 @@ int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char 
                           static_cast<void *>(*l.cfg));
             }
         } else {
-            void *copy = std::malloc(static_cast<size_t>(*l.size));
-            if (copy == nullptr) {
-                FC_WARN(func, "alloc fail\r\n");
-                ret = -1;
+            list = *l.cfg;
+            count = *l.num;
+            list->refs.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+    int ret = 0;
+    if (list != nullptr) {
+        void *copy = std::calloc(static_cast<size_t>(count), sizeof(dm_convert_cfg_t));
+        if (copy == nullptr) {
+            FC_WARN(func, "alloc fail\r\n");
+            ret = -1;
+        } else {
+            fc_cfg_copy(list, static_cast<dm_convert_cfg_t *>(copy));
+            *cfg = static_cast<dm_convert_cfg_t *>(copy);
+            *num = count;
+            if (l.save) {
+                FC_VERBOSE(func, "get save cfg succ. fc_convert_save_num:%d\r\n", *num);
             } else {
-                std::memcpy(copy, *l.cfg, static_cast<size_t>(*l.size));
-                *cfg = static_cast<dm_convert_cfg_t *>(copy);
-                *num = *l.num;
-                if (l.save) {
-                    FC_VERBOSE(func, "get save cfg succ. fc_convert_save_num:%d\r\n", *num);
-                } else {
-                    FC_VERBOSE(func, "get start cfg succ. fc_convert_start_num:%d\r\n", *num);
-                }
+                FC_VERBOSE(func, "get start cfg succ. fc_convert_start_num:%d\r\n", *num);
             }
         }
+    }
+    if (keep != nullptr && ret == 0) {
+        *keep = list;
+    } else {
+        fc_cfg_release(list);
     }
     FC_VERBOSE(func, "ok\r\n");
     return ret;
 }
 
-void test_display_convert_cfg(dm_convert_cfg_t *cfg, int num)
+void fc_show_entries(const dm_convert_cfg_t *cfg, int from, int to)
+{
+    for (int i = from; i <= to; ++i) {
+        std::printf("%#15x %5d\r\n", cfg[i].phyid, cfg[i].type);
+    }
+}
+
+// Entries from..to, which no chunk wrote: each on its line, or one line for
+// a long run of them.
+void fc_show_unsent(const dm_convert_cfg_t *cfg, int from, int to)
+{
+    if (to - from + 1 <= kUnsentLinesMax) {
+        fc_show_entries(cfg, from, to);
+        return;
+    }
+    std::printf("%15s %5s  (entries %d to %d, %d in all, were not sent)\r\n", "0", "0", from, to,
+                to - from + 1);
+}
+
+// Prints the copy `cfg` of `list`: every entry a chunk wrote, and the runs of
+// entries none wrote as fc_show_unsent does.
+void test_display_convert_cfg(const dm_convert_cfg_t *cfg, int num, const fc_cfg_t *list)
 {
     if (cfg == nullptr) {
         std::printf("cfg is null\r\n");
         return;
     }
     std::printf("%15s %5s\r\n", "phyid", "type");
-    for (int i = 0; i < num; ++i) {
-        std::printf("%#15x %5d\r\n", cfg[i].phyid, cfg[i].type);
+    size_t chunks = 0;
+    for (const fc_chunk_t *k = list->first; k != nullptr; k = k->next) {
+        ++chunks;
     }
+    // The written ranges, in index order.
+    auto *ranges = static_cast<std::pair<int, int> *>(
+        std::malloc(std::max<size_t>(chunks, 1) * sizeof(std::pair<int, int>)));
+    if (ranges == nullptr) {
+        fc_show_entries(cfg, 0, num - 1);
+        return;
+    }
+    size_t n = 0;
+    for (const fc_chunk_t *k = list->first; k != nullptr; k = k->next) {
+        ranges[n++] = {k->min, k->max};
+    }
+    std::sort(ranges, ranges + n);
+    int next = 0;  // the first entry not printed yet
+    for (size_t r = 0; r < n; ++r) {
+        if (ranges[r].second < next) {
+            continue;
+        }
+        if (ranges[r].first > next) {
+            fc_show_unsent(cfg, next, ranges[r].first - 1);
+            next = ranges[r].first;
+        }
+        fc_show_entries(cfg, next, ranges[r].second);
+        next = ranges[r].second + 1;
+    }
+    if (next < num) {
+        fc_show_unsent(cfg, next, num - 1);
+    }
+    std::free(ranges);
 }
 
 // Prints a list through its getter, as the show commands do.
-void fc_cfg_show(int (*getter)(dm_convert_cfg_t **, int *), const char *name)
+void fc_cfg_show(const fc_list_t &l)
 {
     dm_convert_cfg_t *cfg = nullptr;
     int num = 0;
-    const int ret = getter(&cfg, &num);
+    fc_cfg_t *list = nullptr;
+    const int ret = fc_cfg_get(l, &cfg, &num, l.getter, &list);
     if (ret != 0) {
-        std::printf("%s fail.ret:%d\r\n", name, ret);
+        std::printf("%s fail.ret:%d\r\n", l.getter, ret);
         return;
     }
-    std::printf("%s succ. num:%d, cfg:%p\r\n", name, num, static_cast<void *>(cfg));
+    std::printf("%s succ. num:%d, cfg:%p\r\n", l.getter, num, static_cast<void *>(cfg));
     if (num != 0 && cfg != nullptr) {
-        test_display_convert_cfg(cfg, num);
+        test_display_convert_cfg(cfg, num, list);
         std::free(cfg);
     }
+    fc_cfg_release(list);
 }
 
 }  // namespace
@@ -306,12 +452,9 @@ int dm_get_fc_save_cfg(dm_convert_cfg_t **cfg, int *num)
     return fc_cfg_get(fc_save_list, cfg, num, __func__);
 }
 
-void test_dm_get_fc_startup_cfg(void)
-{
-    fc_cfg_show(dm_get_fc_startup_cfg, "dm_get_fc_startup_cfg");
-}
+void test_dm_get_fc_startup_cfg(void) { fc_cfg_show(fc_start_list); }
 
-void test_dm_get_fc_save_cfg(void) { fc_cfg_show(dm_get_fc_save_cfg, "dm_get_fc_save_cfg"); }
+void test_dm_get_fc_save_cfg(void) { fc_cfg_show(fc_save_list); }
 
 void test_dm_fc_dbg_level(void)
 {

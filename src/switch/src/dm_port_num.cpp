@@ -84,9 +84,9 @@ public:
     ~dm_chip_type_list() { std::free(types_); }
     int fetch(int card_type) { return dm_get_chip_type_by_card_type(card_type, &types_, &num_); }
     int num() const { return num_; }
-    // The list holds one entry per unit of a card record, never more than 8,
-    // whatever chip count the record claims: a unit beyond the list is
-    // refused like a unit beyond the chip count.
+    // The list holds one entry per unit of a card record, 8 entries; stored
+    // records claim at most 8 chips, and a unit beyond the list is refused
+    // like a unit beyond the chip count.
     int usable() const { return std::min(num_, DP_LIB_CARD_UNIT_MAX); }
     int at(int unit) const { return types_[unit]; }
 

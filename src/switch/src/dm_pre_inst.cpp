@@ -24,12 +24,11 @@ std::atomic<bool> dm_port_pre_inst_taken{false};
 std::atomic<bool> dm_port_pre_inst_done{false};
 
 // The payload's count is taken as given but bounded by the list: a negative
-// count is an empty list and a count above 256 is cut to 256, so neither the
-// log loop nor the membership scan ever reads past the list.
+// count is an empty list, silently, and a count above 256 is cut to 256, so
+// neither the log loop nor the membership scan ever reads past the list.
 int dm_pre_inst_count(int len)
 {
     if (len < 0) {
-        DM_WARN("pre inst card num %d invalid, taken as 0\n", len);
         return 0;
     }
     if (len > DP_LIB_PER_INST_MAX) {

@@ -48,15 +48,6 @@ int dm_lib_static_tbl_init(void)
     return 0;
 }
 
-// A card-type record may claim more than 8 chips, but it describes only 8
-// units; every answer that indexes or hands out the per-unit arrays is
-// bounded by 8 here rather than refusing the record, so the rest of it (its
-// ports, name, PoE) still serves.
-int dm_card_unit_count(const dp_lib_card_type_info_t &cfg)
-{
-    return std::min(cfg.chip_num, kUnitMax);
-}
-
 void dp_lib_card_cfg(void *data)
 {
     if (data == nullptr) {
@@ -67,9 +58,12 @@ void dp_lib_card_cfg(void *data)
     DM_VERBOSE("get card cfg type = %d!\n", card_type);
     const int32_t chip_num = dm_payload_int(data, offsetof(dp_lib_card_type_info_t, chip_num));
     if (chip_num > kUnitMax) {
-        // Kept as sent; the queries answer for units 0..7 only.
-        DM_WARN("card type %d has %d chips, units above %d are not described!\n", card_type,
-                chip_num, kUnitMax - 1);
+        // The per-unit arrays describe 8 chips: such a record is not stored
+        // (a record stored earlier for the type stays), so every query of a
+        // stored record answers the same chip count.
+        DM_WARN("card type %d has %d chips, more than %d: record refused!\n", card_type, chip_num,
+                kUnitMax);
+        return;
     }
     // The host's insertion service copies the record and takes the index's
     // write lock itself; no lock of ours is held around it.
@@ -197,9 +191,7 @@ int dm_get_chip_type_by_card_type(int card_type, int **chip_type, int *chip_num)
         return -1;
     }
     std::memcpy(*chip_type, cfg.chip_types, sizeof cfg.chip_types);
-    // The array holds 8 units: a record claiming more chips is answered with
-    // 8, so a caller walking the count never reads past the array.
-    *chip_num = dm_card_unit_count(cfg);
+    *chip_num = cfg.chip_num;
     return 0;
 }
 
@@ -263,7 +255,5 @@ int dm_get_my_lchips(int **units)
         return -1;
     }
     std::memcpy(*units, cfg.chip_types, sizeof cfg.chip_types);
-    // The array holds 8 units: a record claiming more chips is answered with
-    // 8, so callers indexing the array by unit stay inside it.
-    return dm_card_unit_count(cfg);
+    return cfg.chip_num;
 }

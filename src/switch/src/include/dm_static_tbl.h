@@ -22,8 +22,5 @@ long long dp_lib_my_lport_msg_len(const void *data, int len);
 
 // This card's own card-type record; 0 or -1.
 int dm_lib_get_my_card_cfg(dp_lib_card_type_info_t *card_info);
-// Units a card-type record describes: its chip_num, but never more than the
-// 8 entries of its per-unit arrays (a record may claim more).
-int dm_card_unit_count(const dp_lib_card_type_info_t &cfg);
 // A chip-type record; 0 or -1.
 int dm_lib_get_chip_info_by_type(int type, dp_lib_chip_info_t *pinfo);
