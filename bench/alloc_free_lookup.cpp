@@ -8,7 +8,6 @@
 // seccomp filter lets it make no system call but exit: any other kills it.
 // The program keeps the handler set the library registers, as a host does,
 // so that messages reach the data handler without the stand-in's own copy.
-#include <dlfcn.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -35,6 +34,7 @@
 // The program's own allocator entry points count (alloc_count.cpp); the
 // benchmarks are not built under a sanitizer, which owns the allocator.
 #include "alloc_count.h"
+#include "chassis.h"
 
 namespace {
 
@@ -49,35 +49,14 @@ unsigned long allocations_in(Fn fn)
 
 }  // namespace
 
-// ---- the host's hold on the data handler -------------------------------------------
-
-namespace {
-lib_modu_handle_t pd_handlers;
-}  // namespace
-
-extern "C" __attribute__((visibility("default"))) int dm_dp_lib_reg_dispatch_msg_handler(
-    int module, lib_modu_handle_t *handles)
-{
-    using reg_fn = int (*)(int, lib_modu_handle_t *);
-    static const auto next =
-        reinterpret_cast<reg_fn>(dlsym(RTLD_NEXT, "dm_dp_lib_reg_dispatch_msg_handler"));
-    if (module == DP_LIB_MOD_PD && handles != nullptr) {
-        pd_handlers = *handles;
-    }
-    return next != nullptr ? next(module, handles) : -1;
-}
-
 namespace {
 
 // Hands a port record (data message 0) to the data handler from the stack.
 void send_port(const dp_lib_port_t &p)
 {
     unsigned char msg[sizeof(dp_lib_msg_h_t) + sizeof p];
-    const dp_lib_msg_h_t head = {0, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD,
-                                 static_cast<int>(sizeof p)};
-    std::memcpy(msg, &head, sizeof head);
-    std::memcpy(msg + sizeof head, &p, sizeof p);
-    pd_handlers.data_f(msg, static_cast<int>(sizeof msg));
+    dmstandin::put_message(msg, DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, &p, sizeof p);
+    dmbench::pd_handlers().data_f(msg, static_cast<int>(sizeof msg));
 }
 
 // ---- the chassis ----------------------------------------------------------------------
@@ -88,35 +67,11 @@ constexpr int kTgeLlcb = 8;  // link-layer type of PORT_TGIGABIT_ETHERNET
 
 dp_lib_port_t port(int unit, int cport, int lport, int ifx, int lsm_key)
 {
-    dp_lib_port_t p = {};
+    dp_lib_port_t p = dmstandin::port_record(1, 3, unit, cport, lport);
     p.ifx = ifx;
-    p.phyid = dm_phyid_make(1, 3, unit, cport);
-    p.ss_phyid = dm_slot_lport_phyid(1, 3, lport);
-    p.node = dm_node_make(1, 3);
-    p.devid = 1;
-    p.slotid = 3;
-    p.portid = lport;
-    p.l_chipid = unit;
-    p.chip_portid = cport;
     p.type = PORT_TGIGABIT_ETHERNET;
     p.lsm_key = lsm_key;
     return p;
-}
-
-void alloc_chipids()
-{
-    struct {
-        addr_lib_sync_head_t head;
-        chipid_slot_t slot;
-    } m = {};
-    m.head = {static_cast<int32_t>(sizeof m), ADDR_LIB_BS_SYNC, 1};
-    m.slot.status = CHIPID_VALID;
-    m.slot.gslot = 3;
-    m.slot.idnum_per_unit = 1;
-    m.slot.id_num = 2;
-    m.slot.id[0] = kChip0;
-    m.slot.id[1] = kChip1;
-    dm_host_addr_data(&m, static_cast<int>(sizeof m));
 }
 
 // One call of a getter as an application makes it; true when it answered.
@@ -239,10 +194,10 @@ class AllocFreeLookup : public testing::Test {
 protected:
     void SetUp() override
     {
-        ASSERT_NE(pd_handlers.data_f, nullptr);
+        ASSERT_NE(dmbench::pd_handlers().data_f, nullptr);
         dm_host_set_dbg_level(LIB_DBG_END);  // a printed message is a system call
         dm_host_set_my_card(dm_node_make(1, 3), 3, 10, DM_TYPE_LC);
-        alloc_chipids();
+        dmtest::alloc_chipids(3, {kChip0, kChip1});
         dir_.make_dev_file();
         dm_host_kdev_attach(true);
         dm_host_kdev_set_ifx(q_.lsm_key, kTgeLlcb, 0x777);

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "dm_host_ctl.h"
+#include "dm_standin.h"
 #include <dm_lib_pd/dm_ids.h>
 #include <dm_lib_pd/dm_port_lookup.h>
 
@@ -58,6 +59,12 @@ int card_of(int i) { return i / kPortsPerCard; }
 // Chip IDs 100.. for the cards that can hold them; later cards repeat them
 // in their records (no lookup asks the allocation about those cards).
 int chipid_of(int card, int unit) { return 100 + (card % kChipSlots) * kUnitsPerCard + unit; }
+// Global slot g's allocation: four chips of one ID each.
+chipid_slot_t chip_slot(int g)
+{
+    return dmstandin::chipid_slot(
+        g, {chipid_of(g, 0), chipid_of(g, 1), chipid_of(g, 2), chipid_of(g, 3)});
+}
 
 }  // namespace
 
@@ -69,17 +76,9 @@ dp_lib_port_t port_record(int i)
     const int lport = i % kPortsPerCard;
     const int unit = lport / kPortsPerUnit;
     const int cport = lport % kPortsPerUnit + 1;
-    dp_lib_port_t p = {};
+    dp_lib_port_t p = dmstandin::port_record(dev, slot, unit, cport, lport);
     p.ifx = 0x1000 + i * 7;
-    p.phyid = dm_phyid_make(dev, slot, unit, cport);
-    p.ss_phyid = dm_slot_lport_phyid(dev, slot, lport);
-    p.node = dm_node_make(dev, slot);
-    p.devid = dev;
-    p.slotid = slot;
-    p.portid = lport;
-    p.l_chipid = unit;
     p.g_chipid = chipid_of(card, unit);
-    p.chip_portid = cport;
     p.medium_type = PORT_MEDIUM_FIBER;
     p.type = PORT_TGIGABIT_ETHERNET;
     p.lsm_key = i * 3 + 1;
@@ -119,17 +118,6 @@ std::vector<PortKeys> shuffled_keys(int n)
     return out;
 }
 
-namespace {
-
-void put_message(unsigned char *at, int msgid, const void *payload, int len)
-{
-    const dp_lib_msg_h_t head = {0, msgid, DP_LIB_MOD_PD, len};
-    std::memcpy(at, &head, sizeof head);
-    std::memcpy(at + sizeof head, payload, static_cast<size_t>(len));
-}
-
-}  // namespace
-
 const Messages &messages(int n)
 {
     static std::map<int, std::unique_ptr<Messages>> cache;
@@ -145,10 +133,13 @@ const Messages &messages(int n)
     for (int i = 0; i < n; ++i) {
         dp_lib_port_t p = port_record(i);
         const size_t at = static_cast<size_t>(i);
-        put_message(&m->add[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, &p, kPortLen);
-        put_message(&m->rmv[at * kRmvMsgLen], DP_LIB_MSG_PORT_RMV, &p.phyid, 4);
+        dmstandin::put_message(&m->add[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD, &p,
+                               kPortLen);
+        dmstandin::put_message(&m->rmv[at * kRmvMsgLen], DP_LIB_MSG_PORT_RMV, DP_LIB_MOD_PD,
+                               &p.phyid, 4);
         p.ifx += 1;  // interface indexes are 7 apart: still unique
-        put_message(&m->add_moved[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, &p, kPortLen);
+        dmstandin::put_message(&m->add_moved[at * kPortMsgLen], DP_LIB_MSG_PORT_INFO, DP_LIB_MOD_PD,
+                               &p, kPortLen);
     }
     return *m;
 }
@@ -172,24 +163,12 @@ void allocate_chipids()
         return;
     }
     done = true;
-    struct {
-        addr_lib_sync_head_t head;
-        chipid_slot_t slot[kChipSlots];
-    } m = {};
-    m.head.len = static_cast<int32_t>(sizeof m);
-    m.head.type = ADDR_LIB_BS_SYNC;
-    m.head.data_num = kChipSlots;
+    std::vector<chipid_slot_t> slots;
     for (int g = 0; g < kChipSlots; ++g) {
-        chipid_slot_t &s = m.slot[g];
-        s.status = CHIPID_VALID;
-        s.gslot = g;
-        s.idnum_per_unit = 1;
-        s.id_num = kUnitsPerCard;
-        for (int u = 0; u < kUnitsPerCard; ++u) {
-            s.id[u] = static_cast<uint16_t>(chipid_of(g, u));
-        }
+        slots.push_back(chip_slot(g));
     }
-    dm_host_addr_data(&m, m.head.len);
+    const std::vector<uint8_t> m = dmstandin::addr_sync(ADDR_LIB_BS_SYNC, slots);
+    dm_host_addr_data(m.data(), static_cast<int>(m.size()));
 }
 
 }  // namespace
@@ -255,6 +234,18 @@ void clear_tables()
 {
     drop_floor();
     empty_library();
+}
+
+bool start_host()
+{
+    prepare_heap();
+    dm_host_set_dbg_level(LIB_DBG_END);
+    if (captured_handlers.data_f == nullptr) {
+        std::fprintf(stderr, "the library did not register its handlers\n");
+        return false;
+    }
+    attach_counted_kernel();
+    return true;
 }
 
 void attach_counted_kernel()
@@ -352,14 +343,9 @@ void FloorIndex::build_hash(size_t n)
 FloorChips::FloorChips()
 {
     for (int g = 0; g < kChipSlots; ++g) {
-        chipid_slot_t &s = slot[g];
-        s.status = CHIPID_VALID;
-        s.gslot = g;
-        s.idnum_per_unit = 1;
-        s.id_num = kUnitsPerCard;
+        slot[g] = chip_slot(g);
         for (int u = 0; u < kUnitsPerCard; ++u) {
-            s.id[u] = static_cast<uint16_t>(chipid_of(g, u));
-            res[s.id[u]] = {g, u, true};
+            res[slot[g].id[u]] = {g, u, true};
         }
     }
 }

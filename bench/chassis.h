@@ -83,6 +83,11 @@ void table_is(int n);
 // Empties the library's table and drops the floor's.
 void clear_tables();
 
+// What a benchmark's main does first: prepare_heap(), diagnostics off, the
+// kernel stand-in attached (attach_counted_kernel); false, said on standard
+// error, when the library registered no handlers.
+bool start_host();
+
 // Makes a scratch working directory with the device file "tmp/dm_dev" and
 // attaches the kernel-device stand-in, answering nothing: a lookup that
 // reaches the kernel shows in dm_host_kdev_requests().

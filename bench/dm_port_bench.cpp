@@ -386,13 +386,9 @@ void register_readers()
 
 int main(int argc, char **argv)
 {
-    prepare_heap();
-    dm_host_set_dbg_level(LIB_DBG_END);
-    if (pd_handlers().data_f == nullptr) {
-        std::fprintf(stderr, "the library did not register its handlers\n");
+    if (!start_host()) {
         return 1;
     }
-    attach_counted_kernel();
     register_lookups();
     register_growth();
     register_ingest();

@@ -175,13 +175,9 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: dm_port_mix [N <= 16384] | --growth N <= 262144\n");
         return 2;
     }
-    prepare_heap();
-    dm_host_set_dbg_level(LIB_DBG_END);
-    if (pd_handlers().data_f == nullptr) {
-        std::fprintf(stderr, "the library did not register its handlers\n");
+    if (!start_host()) {
         return 1;
     }
-    attach_counted_kernel();
     if (growth) {
         growth_mix(n);
     } else {

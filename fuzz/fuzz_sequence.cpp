@@ -16,9 +16,11 @@
 // is the one thing that carries over, and its model with it).
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <vector>
 
+#include "dm_standin.h"
 #include "sequence.h"
 
 namespace {
@@ -28,32 +30,9 @@ using namespace dmseq;
 
 constexpr int kFcNumMax = 268435455;
 
-template <class T>
-void send(int msgid, const T &payload)
-{
-    dm_host_send_msg(msgid, &payload, static_cast<int>(sizeof payload));
-}
-
-void send_bytes(int msgid, const std::vector<uint8_t> &payload)
-{
-    dm_host_send_msg(msgid, payload.data(), static_cast<int>(payload.size()));
-}
-
-template <class T>
-void append(std::vector<uint8_t> &buf, const T *items, size_t n)
-{
-    const auto *b = reinterpret_cast<const uint8_t *>(items);
-    buf.insert(buf.end(), b, b + n * sizeof(T));
-}
-
-dp_lib_card_type_info_t default_card(int type)
-{
-    dp_lib_card_type_info_t c = {};
-    c.card_type = type;
-    std::fill(std::begin(c.lport_unit), std::end(c.lport_unit), -1);
-    std::fill(std::begin(c.chip_port), std::end(c.chip_port), -1);
-    return c;
-}
+using dmstandin::append;
+using dmstandin::send;
+using dmstandin::send_bytes;
 
 // Brings the library back to the state every input starts from.
 void reset()
@@ -69,7 +48,7 @@ void reset()
     m = model{};
     m.my_card_type = 1;
     for (int t = 0; t < 8; ++t) {
-        send(DP_LIB_MSG_CARD_CFG, m.cards[t] = default_card(t));
+        send(DP_LIB_MSG_CARD_CFG, m.cards[t] = dmstandin::card_type_record(t));
     }
     for (int t = 0; t < 4; ++t) {
         send(DP_LIB_MSG_CHIP_CFG, m.chips[t] = dp_lib_chip_info_t{t, 0, 0, 0});
@@ -88,12 +67,7 @@ void reset()
         none[static_cast<size_t>(g)].status = CHIPID_NONE;
         none[static_cast<size_t>(g)].gslot = g;
     }
-    std::vector<uint8_t> buf;
-    const addr_lib_sync_head_t head = {
-        static_cast<int32_t>(sizeof head + none.size() * sizeof(chipid_slot_t)), ADDR_LIB_BS_SYNC,
-        64};
-    append(buf, &head, 1);
-    append(buf, none.data(), none.size());
+    const std::vector<uint8_t> buf = dmstandin::addr_sync(ADDR_LIB_BS_SYNC, none);
     dm_host_addr_data(buf.data(), static_cast<int>(buf.size()));
     seen = touched{};
     dmfuzz::set_rpc_answer(0, 0);
@@ -124,17 +98,10 @@ void step_add_port(Reader &in)
     const int ifxb = in.u8();
     const int flags = in.u8();
     const int lport = variant & 31;
-    dp_lib_port_t p = {};
+    dp_lib_port_t p =
+        dmstandin::port_record(port_dev(k), port_slot(k), port_unit(k), port_cport(k), lport);
     p.ifx = ifxb & 31;
-    p.phyid = port_dm_phyid(k);
-    p.ss_phyid = dm_slot_lport_phyid(port_dev(k), port_slot(k), lport);
-    p.node = dm_node_make(port_dev(k), port_slot(k));
-    p.devid = port_dev(k);
-    p.slotid = port_slot(k);
-    p.portid = lport;
-    p.l_chipid = port_unit(k);
     p.g_chipid = (flags & 1) != 0 ? 0 : 100 + k;
-    p.chip_portid = port_cport(k);
     p.port_switch = static_cast<uint8_t>((flags >> 6) & 1);
     p.medium_type = (flags >> 4) % 3;
     p.type = (flags >> 1) & 7;
@@ -167,7 +134,7 @@ void step_rmv_port(Reader &in)
 void step_card_cfg(Reader &in)
 {
     const int type = in.u8() & 7;
-    dp_lib_card_type_info_t c = default_card(type);
+    dp_lib_card_type_info_t c = dmstandin::card_type_record(type);
     c.chip_num = in.i8();
     c.port_num = in.u8();
     const int fill = in.u8();
@@ -216,10 +183,7 @@ void step_my_lport(Reader &in)
         r.split_info = read_split(in, r.lport);
         r.is_parent = r.split_info.split_mode_num != 0;
     }
-    std::vector<uint8_t> payload;
-    append(payload, &n, 1);
-    append(payload, recs.data(), recs.size());
-    send_bytes(DP_LIB_MSG_MY_LPORT_CFG, payload);
+    send_bytes(DP_LIB_MSG_MY_LPORT_CFG, dmstandin::lport_payload(recs, n));
     m.lports = recs;  // a negative count leaves the table empty, as no records do
     m.raw_sent.erase(DP_LIB_MSG_MY_LPORT_CFG);
 }
@@ -266,9 +230,8 @@ void step_fc_chunk(Reader &in)
     }
     // Now and then a chunk one entry short of its range: refused unread.
     const bool short_chunk = (flags & 2) != 0 && !entries.empty();
-    std::vector<uint8_t> payload;
-    append(payload, &head, 1);
-    append(payload, entries.data(), entries.size() - (short_chunk ? 1 : 0));
+    std::vector<uint8_t> payload = dmstandin::fc_chunk(head.cfg_min, head.cfg_max, entries);
+    payload.resize(payload.size() - (short_chunk ? sizeof(dm_convert_cfg_t) : 0));
     send_bytes(fc_msg(list, DP_LIB_MSG_FC_START_CFG), payload);
 
     fc_model &f = m.fc[static_cast<size_t>(list)];
@@ -334,9 +297,8 @@ void step_chipid_data(Reader &in)
         type < 200 ? type % 2 : type - 200, data_num};
     const int32_t delivered = head.len;
     head.len += len_mode == 1 ? 4 : 0;  // disagrees with what is delivered
-    std::vector<uint8_t> buf;
-    append(buf, &head, 1);
-    append(buf, recs.data(), recs.size());
+    std::vector<uint8_t> buf = dmstandin::bytes_of(head);
+    append(buf, recs.data(), recs.size() * sizeof(chipid_slot_t));
     dm_host_addr_data(buf.data(), delivered);
     if (len_mode == 3) {
         dm_host_addr_data(buf.data(), 8);  // shorter than the header itself
@@ -391,10 +353,11 @@ void step_raw(Reader &in)
     const int module = in.u8() % 4 == 0 ? 0 : 1;
     const int delta = in.i8();
     const int n = in.u8() % 64;
-    std::vector<uint8_t> buf(16 + static_cast<size_t>(n));
-    in.bytes(buf.data() + 16, static_cast<size_t>(n));
-    const dp_lib_msg_h_t head = {0, msgid, module, (delta & 3) == 0 ? n + (delta >> 2) : n};
-    std::memcpy(buf.data(), &head, sizeof head);
+    std::vector<uint8_t> payload(static_cast<size_t>(n));
+    in.bytes(payload.data(), payload.size());
+    std::vector<uint8_t> buf = dmstandin::dp_message(msgid, module, payload);
+    const int32_t len = (delta & 3) == 0 ? n + (delta >> 2) : n;
+    std::memcpy(buf.data() + offsetof(dp_lib_msg_h_t, len), &len, sizeof len);
     if (!dmfuzz::is_large_list_begin(buf.data(), buf.size())) {
         dm_host_send_data(buf.data(), static_cast<int>(buf.size()));
         m.raw_sent.insert(msgid);

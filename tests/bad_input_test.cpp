@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <climits>
+#include <cstddef>
 #include <functional>
 #include <thread>
 
@@ -19,12 +20,7 @@ namespace {
 using bytes = std::vector<uint8_t>;
 using dmtest::send;
 
-template <class T>
-bytes bytes_of(const T &v)
-{
-    const auto *b = reinterpret_cast<const uint8_t *>(&v);
-    return bytes(b, b + sizeof v);
-}
+using dmstandin::bytes_of;
 
 bytes operator+(bytes a, const bytes &b)
 {
@@ -37,7 +33,9 @@ bytes cut(const bytes &b, size_t n) { return bytes(b.begin(), b.begin() + n); }
 // A whole message: header with the given len, then `payload`.
 bytes message(int msgid, int len, const bytes &payload, int module = DP_LIB_MOD_PD)
 {
-    return bytes_of(dp_lib_msg_h_t{0, msgid, module, len}) + payload;
+    bytes b = dmstandin::dp_message(msgid, module, payload);
+    std::memcpy(b.data() + offsetof(dp_lib_msg_h_t, len), &len, sizeof len);
+    return b;
 }
 bytes data(int msgid, const bytes &payload)
 {
@@ -55,24 +53,16 @@ std::string hex(int v)
 // `len_adjust`, claiming `data_num` records.
 bytes chipids(int type, int data_num, const std::vector<chipid_slot_t> &recs, int len_adjust = 0)
 {
-    bytes b = bytes_of(addr_lib_sync_head_t{
-        static_cast<int32_t>(12 + 48 * recs.size()) + len_adjust, type, data_num});
-    for (const chipid_slot_t &r : recs) {
-        b = b + bytes_of(r);
-    }
+    bytes b = dmstandin::addr_sync(type, recs);
+    const addr_lib_sync_head_t head = {static_cast<int32_t>(b.size()) + len_adjust, type, data_num};
+    std::memcpy(b.data(), &head, sizeof head);
     return b;
 }
 
 chipid_slot_t slot(int status, int gslot, std::vector<int> ids, int per_unit = 1)
 {
-    chipid_slot_t r = {};
+    chipid_slot_t r = dmstandin::chipid_slot(gslot, ids, per_unit);
     r.status = status;
-    r.gslot = gslot;
-    r.idnum_per_unit = static_cast<uint16_t>(per_unit);
-    r.id_num = static_cast<uint16_t>(ids.size());
-    for (size_t i = 0; i < ids.size() && i < 16; ++i) {
-        r.id[i] = static_cast<uint16_t>(ids[i]);
-    }
     return r;
 }
 
@@ -88,15 +78,14 @@ dp_lib_port_t port(int slot_id, int cport, int lport, int ifx)
 
 dp_lib_card_type_info_t card(int type)
 {
-    dp_lib_card_type_info_t c = {};
-    c.card_type = type;
+    dp_lib_card_type_info_t c = dmstandin::card_type_record(type);
     c.port_num = 4;
     c.chip_num = 1;
     c.chip_types[0] = 1;
     std::snprintf(c.name, sizeof c.name, "card%d", type);
-    for (int l = 0; l < DP_LIB_CARD_LPORT_MAX; ++l) {
-        c.lport_unit[l] = static_cast<int8_t>(l >= 1 && l <= 4 ? 0 : -1);
-        c.chip_port[l] = l >= 1 && l <= 4 ? l : -1;
+    for (int l = 1; l <= 4; ++l) {
+        c.lport_unit[l] = 0;
+        c.chip_port[l] = l;
     }
     return c;
 }
@@ -104,23 +93,21 @@ dp_lib_card_type_info_t card(int type)
 // A local port list announcing `count` records and holding `records`.
 bytes lport_list(int count, int records)
 {
-    bytes b = bytes_of(static_cast<int32_t>(count));
+    std::vector<dp_lib_lport_t> recs(static_cast<size_t>(records));
     for (int i = 0; i < records; ++i) {
-        dp_lib_lport_t r = {};
-        r.lport_phyid = dm_lport_phyid_make(0, i + 1);
-        r.lport = static_cast<uint8_t>(i + 1);
-        b = b + bytes_of(r);
+        recs[i].lport_phyid = dm_lport_phyid_make(0, i + 1);
+        recs[i].lport = static_cast<uint8_t>(i + 1);
     }
-    return b;
+    return dmstandin::lport_payload(recs, count);
 }
 
 bytes fc_chunk(int first, int last, int entries)
 {
-    bytes b = bytes_of(dp_lib_fc_cfg_info_t{first, last});
+    std::vector<dm_convert_cfg_t> e;
     for (int i = 0; i < entries; ++i) {
-        b = b + bytes_of(dm_convert_cfg_t{dm_slot_lport_phyid(1, 1, 9 + i), PORT_FC});
+        e.push_back({dm_slot_lport_phyid(1, 1, 9 + i), PORT_FC});
     }
-    return b;
+    return dmstandin::fc_chunk(first, last, e);
 }
 
 // The saved list's messages follow the startup list's, three identifiers on.

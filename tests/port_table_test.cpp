@@ -125,12 +125,19 @@ TEST(PortTable, NewPortWithATakenKeyStopsAtThatIndexUntilResent)
     EXPECT_EQ(l.at("dm_port_ss_phyid_root").size(), 2u);
 }
 
-TEST(PortTable, InterfaceIndexChanges)
+// Two ports of slot 3, A (interface index 100) and B (200).
+std::pair<dp_lib_port_t, dp_lib_port_t> send_two_ports()
 {
     const dp_lib_port_t a = port(10, 5, 100, 11);
     const dp_lib_port_t b = port(11, 6, 200, 22);
     dmtest::send(DP_LIB_MSG_PORT_INFO, a);
     dmtest::send(DP_LIB_MSG_PORT_INFO, b);
+    return {a, b};
+}
+
+TEST(PortTable, InterfaceIndexChanges)
+{
+    const auto [a, b] = send_two_ports();
     dm_host_set_dbg_level(LIB_DBG_DETAIL);
 
     // To the index B holds: B's ifx becomes 0 and the index leads to A.
@@ -154,10 +161,7 @@ TEST(PortTable, InterfaceIndexChanges)
 
 TEST(PortTable, Removal)
 {
-    const dp_lib_port_t a = port(10, 5, 100, 11);
-    const dp_lib_port_t b = port(11, 6, 200, 22);
-    dmtest::send(DP_LIB_MSG_PORT_INFO, a);
-    dmtest::send(DP_LIB_MSG_PORT_INFO, b);
+    const auto [a, b] = send_two_ports();
     dm_host_set_dbg_level(LIB_DBG_VERBOSE);
     send_rmv(a.phyid);
     const Listing l = show();

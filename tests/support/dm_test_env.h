@@ -1,6 +1,6 @@
-// What a test needs to play the application and the host around the library:
-// an application that registers event and RPC handlers and records what it
-// receives, message builders, stdout capture and a scratch working directory.
+// What a test needs around the library beyond the stand-in (dm_standin.h):
+// the application started with checks, stdout capture, the log reader and a
+// scratch working directory.
 #pragma once
 
 #include <cstdint>
@@ -9,16 +9,18 @@
 #include <vector>
 
 #include "dm_host_ctl.h"
+#include "dm_standin.h"
 #include <dm_lib_pd/dm_ids.h>
 #include <dm_lib_pd/dm_types.h>
 
 namespace dmtest {
 
-// One device event as the application received it.
-struct Event {
-    int msg_id;
-    std::vector<uint8_t> data;
-};
+// The stand-in's messages and application (dm_standin.h), under the names
+// the tests use.
+using Event = dmstandin::Message;
+using dmstandin::port_record;
+using dmstandin::send;
+using dmstandin::send_bytes;
 
 // Registers the application's handlers (once per process) and initialises
 // the library through the host, so events flow on the library's thread.
@@ -26,44 +28,36 @@ struct Event {
 // loaded already (linked, or dlopen'ed with RTLD_GLOBAL).
 void start_app();
 
-// Events received so far, in delivery order.
-std::vector<Event> events();
-// Waits until at least n events have arrived (or timeout_ms passes); returns
-// the events received by then.
-std::vector<Event> wait_events(size_t n, int timeout_ms = 2000);
-void clear_events();
+// Events received so far, in delivery order; wait_events first waits until
+// at least n have arrived (or timeout_ms passes).
+inline std::vector<Event> events() { return dmstandin::app_events(); }
+inline std::vector<Event> wait_events(size_t n, int timeout_ms = 2000)
+{
+    return dmstandin::app_wait_events(n, timeout_ms);
+}
+inline void clear_events() { dmstandin::app_clear_events(); }
 
 // What the application's RPC handler answers next: its result and reply bytes
-// (default: 0 and none). A non-zero result is returned without a reply. A
-// reply longer than the room the library gives is cut to that room in the
-// copy, but its whole length is reported in *ret_len.
-void set_rpc_reply(int result, std::vector<uint8_t> reply);
-// The port-validity requests the RPC handler received (msg_id, data).
-std::vector<Event> rpc_requests();
-
-// Sends one data message with module DP_LIB_MOD_PD.
-template <class T>
-void send(int msgid, const T &payload)
+// (default: 0 and none). A reply longer than the room the library gives is
+// cut to that room in the copy, but its whole length is reported in *ret_len.
+inline void set_rpc_reply(int result, std::vector<uint8_t> reply)
 {
-    dm_host_send_msg(msgid, &payload, static_cast<int>(sizeof payload));
+    const int len = static_cast<int>(reply.size());
+    dmstandin::app_set_rpc_reply({result, std::move(reply), len});
 }
-inline void send_bytes(int msgid, const std::vector<uint8_t> &payload)
-{
-    dm_host_send_msg(msgid, payload.data(), static_cast<int>(payload.size()));
-}
+// The port-validity requests the RPC handler received.
+inline std::vector<dmstandin::Request> rpc_requests() { return dmstandin::app_requests(); }
 
 // This card's local port list (data message 5) announcing `count` records
 // (any count, negative ones included), or as many as `recs` holds.
-void send_lports(const std::vector<dp_lib_lport_t> &recs, int32_t count);
+inline void send_lports(const std::vector<dp_lib_lport_t> &recs, int32_t count)
+{
+    send_bytes(DP_LIB_MSG_MY_LPORT_CFG, dmstandin::lport_payload(recs, count));
+}
 inline void send_lports(const std::vector<dp_lib_lport_t> &recs)
 {
     send_lports(recs, static_cast<int32_t>(recs.size()));
 }
-
-// A port record of device `dev`, slot `slot`: chip `unit`, chip port
-// `cport`, local port `lport`, with its dm_phyid, slot_lport_phyid and node;
-// every other field 0.
-dp_lib_port_t port_record(int dev, int slot, int unit, int cport, int lport);
 
 // The address manager's initial synchronisation of one slot: chip IDs `ids`
 // (per_unit of them per chip) allocated to `gslot`.

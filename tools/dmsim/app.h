@@ -1,7 +1,7 @@
-// The application dmsim plays towards the library: the device-event handler
-// that records every event delivered on the library's event thread, and the
-// RPC handler that answers port-validity questions with a reply set by the
-// `rpc` command.
+// The application dmsim plays towards the library: the stand-in's handlers,
+// which record every event delivered on the library's event thread and
+// answer port-validity questions with a reply set by the `rpc` command, and
+// the readable form of what they received.
 #pragma once
 
 #include <cstdint>
@@ -10,36 +10,23 @@
 
 #include <dm_lib_pd/dm_types.h>
 
+#include "dm_standin.h"
+
 #include "result.h"
 
 namespace dmsim {
 
-struct AppEvent {
-    int msg_id;
-    std::vector<uint8_t> data;
-};
+// The stand-in's application (dm_standin.h) records the events and answers
+// the requests; dmsim describes them.
+using AppEvent = dmstandin::Message;
+using AppRequest = dmstandin::Request;
+using dmstandin::app_event_handler;
+using dmstandin::app_rpc_handler;
+using dmstandin::app_take_events;
+using dmstandin::app_take_requests;
 
-struct AppRequest {
-    int msg_id;
-    std::vector<uint8_t> data;
-    int result;     // what the handler answered
-    int reply_len;  // the length it reported
-};
-
-int app_event_handler(dev_msg_t *msg);
-int app_rpc_handler(dev_msg_t *msg, void *ret_buf, int buf_len, int *ret_len);
-
-// The events delivered since the last call. First waits (up to timeout_ms)
-// until every event queued before the call has been delivered.
-std::vector<AppEvent> app_take_events(int timeout_ms);
-
-// What the RPC handler answers from now on: its result, the reply bytes
-// (written up to the room given) and the length it reports (-1: the number
-// of bytes).
-void app_set_rpc_reply(int result, std::vector<uint8_t> reply, int claimed_len);
+// What the RPC handler answers, for the `rpc` command's report.
 std::string app_rpc_reply_text();
-// The requests the RPC handler answered since the last call.
-std::vector<AppRequest> app_take_requests();
 
 // An event as named fields: the title is its name ("DEV_MSG_CHIPIP_ALLOC",
 // or "event N"), the fields its payload; a payload dmsim does not know, or

@@ -254,7 +254,7 @@ bool cmd_rpc(Session &s, const Args &a, std::string *err)
         !parse_hex_bytes(std::vector<std::string>(a.pos.begin() + 2, a.pos.end()), &bytes, err)) {
         return false;
     }
-    app_set_rpc_reply(result, bytes, len);
+    dmstandin::app_set_rpc_reply({result, bytes, len});
     return true;
 }
 

@@ -114,21 +114,6 @@ std::vector<std::string> with(std::vector<std::string> a, const std::vector<std:
     return a;
 }
 
-}  // namespace
-
-std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t> &payload)
-{
-    dp_lib_msg_h_t h = {};
-    h.msgid = msgid;
-    h.module = module;
-    h.len = static_cast<int32_t>(payload.size());
-    std::vector<uint8_t> b = bytes_of(h);
-    append(b, payload.data(), payload.size());
-    return b;
-}
-
-namespace {
-
 // The card type's own fields: type, name, chip count and chip types, PoE,
 // node type; *cport is where the chip ports start.
 bool card_identity(const Args &a, dp_lib_card_type_info_t *rec, int *cport, std::string *err)
@@ -407,13 +392,6 @@ std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &c
     return out;
 }
 
-std::vector<uint8_t> lport_payload(const std::vector<dp_lib_lport_t> &lports, int count)
-{
-    std::vector<uint8_t> b = bytes_of(static_cast<int32_t>(count));
-    append(b, lports.data(), lports.size() * sizeof(dp_lib_lport_t));
-    return b;
-}
-
 bool build_mgmt(const Args &a, dp_lib_phy_mgmt_ifx_msg_t *rec, std::string *err)
 {
     *rec = {};
@@ -474,15 +452,6 @@ bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_conv
     return true;
 }
 
-std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max,
-                              const std::vector<dm_convert_cfg_t> &entries)
-{
-    dp_lib_fc_cfg_info_t head = {cfg_min, cfg_max};
-    std::vector<uint8_t> b = bytes_of(head);
-    append(b, entries.data(), entries.size() * sizeof(dm_convert_cfg_t));
-    return b;
-}
-
 bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
 {
     std::memset(rec, 0, sizeof *rec);
@@ -534,17 +503,6 @@ bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
     rec->idnum_per_unit = static_cast<uint16_t>(per_unit);
     rec->id_num = static_cast<uint16_t>(id_num);
     return true;
-}
-
-std::vector<uint8_t> addr_sync(int type, const std::vector<chipid_slot_t> &recs)
-{
-    addr_lib_sync_head_t head = {};
-    head.type = type;
-    head.data_num = static_cast<int32_t>(recs.size());
-    head.len = static_cast<int32_t>(sizeof head + recs.size() * sizeof(chipid_slot_t));
-    std::vector<uint8_t> b = bytes_of(head);
-    append(b, recs.data(), recs.size() * sizeof(chipid_slot_t));
-    return b;
 }
 
 }  // namespace dmsim

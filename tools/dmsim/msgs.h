@@ -1,6 +1,6 @@
 // Message builders: the records of the data-plane messages and of the
 // chip-ID synchronisation, put together from readable options, and the
-// buffers that carry them. Nothing here sends anything.
+// buffers that carry them (the stand-in's). Nothing here sends anything.
 #pragma once
 
 #include <cstdint>
@@ -12,31 +12,20 @@
 #include <dp_common.h>
 #include <dp_pd_common.h>
 
+#include "dm_standin.h"
+
 #include "args.h"
 
 namespace dmsim {
 
-// The bytes of a record.
-template <class T>
-std::vector<uint8_t> bytes_of(const T &rec)
-{
-    std::vector<uint8_t> b(sizeof rec);
-    std::memcpy(b.data(), &rec, sizeof rec);
-    return b;
-}
-
-// Appends `n` bytes at `data` to a buffer.
-inline void append(std::vector<uint8_t> &b, const void *data, size_t n)
-{
-    if (n > 0) {
-        size_t at = b.size();
-        b.resize(at + n);
-        std::memcpy(b.data() + at, data, n);
-    }
-}
-
-// A data-plane message: the 16-byte header and the payload.
-std::vector<uint8_t> dp_message(int msgid, int module, const std::vector<uint8_t> &payload);
+// The stand-in's wire assembly: records' bytes, the message head, the
+// payloads of more than one record.
+using dmstandin::addr_sync;
+using dmstandin::append;
+using dmstandin::bytes_of;
+using dmstandin::dp_message;
+using dmstandin::fc_chunk;
+using dmstandin::lport_payload;
 
 // Card type (message 3):
 //   type=T [name=S] [ports=N] [chips=C] [chiptype=X | chiptypes=a,b,..]
@@ -64,8 +53,6 @@ bool build_lport(const Args &a, dp_lib_lport_t *rec, std::string *err);
 // The local ports of a card type, one per lport it has.
 std::vector<dp_lib_lport_t> lports_of_card_type(const dp_lib_card_type_info_t &card, int medium,
                                                 int type);
-// Payload of message 5: the count and the records.
-std::vector<uint8_t> lport_payload(const std::vector<dp_lib_lport_t> &lports, int count);
 
 // Management port (message 7): dev=D lport=L ifx=I [mode=M]
 bool build_mgmt(const Args &a, dp_lib_phy_mgmt_ifx_msg_t *rec, std::string *err);
@@ -76,15 +63,10 @@ bool build_preinst(const Args &a, dp_lib_per_inst_info_t *rec, std::string *err)
 // Conversion entries "PHYID:TYPE" (TYPE a port type name or number).
 bool build_fc_entries(const std::vector<std::string> &words, std::vector<dm_convert_cfg_t> *entries,
                       std::string *err);
-// Payload of a conversion chunk (messages 9, 12).
-std::vector<uint8_t> fc_chunk(int cfg_min, int cfg_max,
-                              const std::vector<dm_convert_cfg_t> &entries);
 
 // Chip-ID allocation record:
 //   dev=D slot=S [sslot=X] | gslot=G   ids=LIST [per_unit=K] [card=T]
 //   [status=valid|none|limit|N] [id_num=N]
 bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err);
-// Synchronisation data: the head and the records; `len` is the whole size.
-std::vector<uint8_t> addr_sync(int type, const std::vector<chipid_slot_t> &recs);
 
 }  // namespace dmsim
