@@ -64,12 +64,20 @@ void dp_lib_card_cfg(void *data)
 
 int dm_lib_get_card_cfg_by_type(int type, dp_lib_card_type_info_t *pinfo)
 {
-    if (pinfo == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(pinfo == nullptr)) {
         return -1;
     }
     DM_VERBOSE("type = %d!\n", type);
     return DM_TABLE_COPY_OUT(dm_card_cfg_root, "can not find node!\n", type, pinfo) ? 0 : -1;
+}
+
+bool dm_card_cfg_at(dm_site at, int type, dp_lib_card_type_info_t *cfg, const char *miss_text)
+{
+    if (dm_lib_get_card_cfg_by_type(type, cfg) == 0) {
+        return true;
+    }
+    DM_DIAG_AT(at, LIB_DBG_WARN, "%s", miss_text);
+    return false;
 }
 
 int dm_lib_get_my_card_cfg(dp_lib_card_type_info_t *card_info)
@@ -90,8 +98,7 @@ int dm_get_card_port_num_by_type(int type)
 {
     DM_VERBOSE("type = %d!\n", type);
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(type, &cfg)) {
         return -1;
     }
     return cfg.port_num;
@@ -101,8 +108,7 @@ int dm_get_switch_chip_num_by_card_type(int card_type)
 {
     DM_VERBOSE("type = %d!\n", card_type);
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     DM_VERBOSE("chip num = %d!\n", cfg.chip_num);
@@ -111,14 +117,12 @@ int dm_get_switch_chip_num_by_card_type(int card_type)
 
 int dm_get_poe_support_by_card_type(int card_type, bool *poe_support)
 {
-    if (poe_support == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(poe_support == nullptr)) {
         return -1;
     }
     DM_VERBOSE("type = %d!\n", card_type);
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     *poe_support = cfg.poe_support != 0;
@@ -130,13 +134,11 @@ int dm_get_poe_support_port(int card_type, int *port, int *port_num)
 {
     // The caller's array must hold one entry per possible lport, whatever
     // the card has.
-    if (port == nullptr || port_num == nullptr || *port_num < kLportMax) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(port == nullptr || port_num == nullptr || *port_num < kLportMax)) {
         return -1;
     }
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     int n = 0;
@@ -151,8 +153,7 @@ int dm_get_poe_support_port(int card_type, int *port, int *port_num)
 
 int dm_get_chip_type_by_card_type(int card_type, int **chip_type, int *chip_num)
 {
-    if (chip_type == nullptr || chip_num == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(chip_type == nullptr || chip_num == nullptr)) {
         return -1;
     }
     DM_VERBOSE("type = %d!\n", card_type);
@@ -209,8 +210,7 @@ int dm_get_max_port_by_unit(int unit)
 
 int dm_get_my_lchips(int **units)
 {
-    if (units == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(units == nullptr)) {
         return -1;
     }
     DM_VERBOSE("dm_get_my_lchips\n");

@@ -116,8 +116,7 @@ int dm_get_invalid_port(int unit)
         return 0;
     }
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return 0;
     }
     // Stored records claim at most 8 chips, so chip_num bounds chip_types too.
@@ -137,8 +136,7 @@ int dm_get_invalid_port(int unit)
 
 int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
 {
-    if (port_phyids == nullptr || port_num == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(port_phyids == nullptr || port_num == nullptr)) {
         return -1;
     }
     *port_num = 0;
@@ -155,8 +153,7 @@ int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
         return -1;
     }
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     if (unit < 0 || unit >= cfg.chip_num) {

@@ -144,8 +144,7 @@ int dm_get_my_lport_num(void)
 
 int dm_get_my_lport_num_by_sub_slot(int sub_slot, int *port_num)
 {
-    if (port_num == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(port_num == nullptr)) {
         return -1;
     }
     // Sub-slot 0 is the card itself; this card answers for nothing else.
@@ -159,8 +158,7 @@ int dm_get_my_lport_num_by_sub_slot(int sub_slot, int *port_num)
 
 int dm_get_my_card_multi_lport(int *lport, int *num)
 {
-    if (lport == nullptr || num == nullptr || *num < 1) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(lport == nullptr || num == nullptr || *num < 1)) {
         return -1;
     }
     DM_VERBOSE("num = %d!\n", *num);
@@ -185,8 +183,7 @@ int dm_get_my_card_multi_lport(int *lport, int *num)
 
 int dm_local_get_slot_lport_from_unit_port(int unit, int port, int *slot, int *lport)
 {
-    if (slot == nullptr || lport == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(slot == nullptr || lport == nullptr)) {
         return -1;
     }
     const int key = dm_lport_phyid_make(unit, port);
@@ -241,8 +238,7 @@ static int dm_mb_get_unit_port_from_slot_lport(int slot, int lport, int *unit, i
 
 int dm_local_get_unit_port_from_slot_lport(int slot, int lport, int *unit, int *port)
 {
-    if (unit == nullptr || port == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(unit == nullptr || port == nullptr)) {
         return -1;
     }
     DM_VERBOSE("slot:%d, lport:%d\r\n", slot, lport);
@@ -279,8 +275,7 @@ int dm_local_get_unit_port_from_slot_lport(int slot, int lport, int *unit, int *
 
 int dm_local_get_pinfo_by_lport_phyid(int lport_phyid, dp_lib_lport_t *info)
 {
-    if (info == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(info == nullptr)) {
         return -1;
     }
     if (!DM_TABLE_COPY_OUT(dm_my_lport_phyid_root, "fail to get pinfo!\n", lport_phyid, info)) {

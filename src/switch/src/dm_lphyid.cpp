@@ -151,8 +151,7 @@ int dm_get_port_attr(int phyid, dm_port_attr attr, int *answer)
 
 int dm_phyid_is_global(int phyid, bool *is_global)
 {
-    if (is_global == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(is_global == nullptr)) {
         return -1;
     }
     const int scope = dm_phyid_scope(phyid);
@@ -227,8 +226,7 @@ int dm_get_lphyid_from_unit_port(int unit, int port)
 
 int dm_get_unit_port_from_lphyid(int lphyid, int *unit, int *port)
 {
-    if (unit == nullptr || port == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(unit == nullptr || port == nullptr)) {
         return -1;
     }
     int ret = -1;
@@ -264,8 +262,7 @@ int dm_get_unit_port_from_lphyid(int lphyid, int *unit, int *port)
 
 int dm_local_get_pinfo_by_lphyid(int lphyid, dp_lib_lport_t *info)
 {
-    if (info == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(info == nullptr)) {
         return -1;
     }
     int lport_phyid = 0;
@@ -281,8 +278,7 @@ int dm_local_get_pinfo_by_lphyid(int lphyid, dp_lib_lport_t *info)
 
 int dm_get_port_medium_type(int phyid, int *medium_type)
 {
-    if (medium_type == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(medium_type == nullptr)) {
         return -1;
     }
     DM_VERBOSE("phyid = %x!\n", phyid);
@@ -291,8 +287,7 @@ int dm_get_port_medium_type(int phyid, int *medium_type)
 
 int dm_get_port_type(int phyid, int *eth_type)
 {
-    if (eth_type == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(eth_type == nullptr)) {
         return -1;
     }
     DM_VERBOSE("param phyid = %x!\n", phyid);

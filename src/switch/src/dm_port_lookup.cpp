@@ -94,15 +94,23 @@ int dm_lib_port_to_dm_port(dp_lib_port_t *lib_pinfo, dm_port_t *dm_pinfo)
 
 }  // namespace
 
-bool dm_resolve_for(const char *func, int line, int phyid, dp_lib_port_t *rec)
+bool dm_resolve_at(dm_site at, int phyid, dp_lib_port_t *rec, const char *miss_text)
 {
     if (dm_lib_get_pinfo_by_ssphyid(phyid, rec) == 0) {
         return true;
     }
-    if (dm_diag_on(LIB_DBG_WARN)) {
-        dm_diag_print(func, line, "can not find node!\n");
-    }
+    DM_DIAG_AT(at, LIB_DBG_WARN, "%s", miss_text);
     return false;
+}
+
+int dm_port_open(dm_site at, bool outs_missing, const char *label, int phyid, dp_lib_port_t *rec,
+                 int miss, const char *miss_text)
+{
+    if (dm_bad_param(at, outs_missing)) {
+        return -1;
+    }
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "%s phyid = %x!\n", label, phyid);
+    return dm_resolve_at(at, phyid, rec, miss_text) ? 0 : miss;
 }
 
 int dm_lib_get_pinfo_by_ssphyid(int phyid, dp_lib_port_t *pinfo)
@@ -119,8 +127,7 @@ int dm_lib_get_pinfo_by_ssphyid(int phyid, dp_lib_port_t *pinfo)
 
 int dm_get_pinfo_by_ifx(int ifx, dm_port_t *pinfo)
 {
-    if (ifx == 0 || pinfo == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(ifx == 0 || pinfo == nullptr)) {
         return -1;
     }
     dp_lib_port_t rec;
@@ -143,8 +150,7 @@ bool dm_port_is_on_local_switch(unsigned int ifindex)
 
 int dm_get_phyid_from_ifx(int ifx, int *phyid)
 {
-    if (phyid == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(phyid == nullptr)) {
         return -1;
     }
     DM_VERBOSE("ifx: %d\r\n", ifx);
@@ -183,8 +189,7 @@ int dm_get_phyid_from_ifx(int ifx, int *phyid)
 
 int dm_get_chipid_port_from_phyid(int phyid, int *chipid, int *port)
 {
-    if (chipid == nullptr || port == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(chipid == nullptr || port == nullptr)) {
         return -1;
     }
     DM_VERBOSE("dm_get_mod_port_from_phyid phyid = %x!\n", phyid);
@@ -209,45 +214,30 @@ int dm_get_chipid_port_from_phyid(int phyid, int *chipid, int *port)
     return 0;
 }
 
+// The getters below share one frame (dm_port_open): each names what it copies
+// out of the port's record.
 int dm_get_pinfo_by_phyid(int phyid, dm_port_t *pinfo)
 {
-    if (pinfo == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_pinfo_by_phyid phyid = %x!\n", phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
-    }
-    return dm_lib_port_to_dm_port(&rec, pinfo);
+    return DM_PORT_GET(pinfo == nullptr, phyid,
+                       [&](dp_lib_port_t &rec) { return dm_lib_port_to_dm_port(&rec, pinfo); });
 }
 
 int dm_get_subcard_node_by_phyid(int phyid, int *subcard_node)
 {
-    if (subcard_node == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_pinfo_by_phyid phyid = %x!\n", phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
-    }
-    *subcard_node = rec.subcard_node;
-    return 0;
+    // Traced under the name this query has always printed.
+    return dm_port_get(DM_HERE, subcard_node == nullptr, "dm_get_pinfo_by_phyid", phyid, -1,
+                       [&](const dp_lib_port_t &rec) {
+                           *subcard_node = rec.subcard_node;
+                           return 0;
+                       });
 }
 
 int dm_get_ifindex_from_phyid(int phyid, int *ifindex)
 {
-    if (ifindex == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_ifindex_from_phyid phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
+    const int rc = DM_PORT_OPEN(ifindex == nullptr, phyid, &rec);
+    if (rc != 0) {
+        return rc;
     }
     *ifindex = rec.ifx;
     // The record's interface index counts only while the index still leads
@@ -268,74 +258,44 @@ int dm_get_ifindex_from_phyid(int phyid, int *ifindex)
 
 int dm_get_unit_port_from_phyid(int phyid, int *unit, int *port)
 {
-    if (unit == nullptr || port == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_unit_port_from_phyid phyid = %x!\n", phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
-    }
-    *unit = rec.l_chipid;
-    *port = rec.chip_portid;
-    return 0;
+    return DM_PORT_GET(unit == nullptr || port == nullptr, phyid, [&](const dp_lib_port_t &rec) {
+        *unit = rec.l_chipid;
+        *port = rec.chip_portid;
+        return 0;
+    });
 }
 
 int dm_get_node_lport_from_phyid(int phyid, int *node, int *lport)
 {
-    if (node == nullptr || lport == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_node_lport_from_phyid phyid = %x!\n", phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
-    }
-    *node = rec.node;
-    *lport = rec.portid;
-    return 0;
+    return DM_PORT_GET(node == nullptr || lport == nullptr, phyid, [&](const dp_lib_port_t &rec) {
+        *node = rec.node;
+        *lport = rec.portid;
+        return 0;
+    });
 }
 
 int dm_get_sub_node_from_port_phyid(int port_phyid, int *node)
 {
-    if (node == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_node_lport_from_phyid phyid = %x!\n", port_phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(port_phyid, &rec)) {
-        return -2;
-    }
-    *node = rec.subcard_node;
-    return 0;
+    // Traced under its neighbour's name, as always; a miss answers -2.
+    return dm_port_get(DM_HERE, node == nullptr, "dm_get_node_lport_from_phyid", port_phyid, -2,
+                       [&](const dp_lib_port_t &rec) {
+                           *node = rec.subcard_node;
+                           return 0;
+                       });
 }
 
 int dm_get_port_medium_switch(int phyid, bool *medium_switch)
 {
-    if (medium_switch == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_port_medium_switch phyid = %x!\n", phyid);
-    dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return -1;
-    }
-    *medium_switch = rec.port_switch != 0;
-    return 0;
+    return DM_PORT_GET(medium_switch == nullptr, phyid, [&](const dp_lib_port_t &rec) {
+        *medium_switch = rec.port_switch != 0;
+        return 0;
+    });
 }
 
 bool dm_port_is_on_local_device(int phyid)
 {
-    DM_VERBOSE("dm_port_is_on_local_device phyid = %x!\n", phyid);
     dp_lib_port_t rec;
-    if (!DM_RESOLVE(phyid, &rec)) {
-        return false;
-    }
-    return rec.devid == dm_get_my_devid();
+    return DM_PORT_OPEN(false, phyid, &rec) == 0 && rec.devid == dm_get_my_devid();
 }
 
 int dm_get_card_port_num(int node)
@@ -357,8 +317,7 @@ int dm_get_card_port_num(int node)
 
 int dm_get_phyid_by_slot_unit_port(int devid, int slot, int unit, int port, int *phyid)
 {
-    if (phyid == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(phyid == nullptr)) {
         return -1;
     }
     // Each value is cut to its field of the port-table key.
@@ -374,8 +333,7 @@ int dm_get_phyid_by_slot_unit_port(int devid, int slot, int unit, int port, int 
 
 int dm_get_phyid_by_slot_lport(int devid, int slot, int lport, int *phyid)
 {
-    if (phyid == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(phyid == nullptr)) {
         return -1;
     }
     DM_VERBOSE("devid:%d, slot:%d, lport:%d\n", devid, slot, lport);

@@ -67,8 +67,7 @@ int dm_get_max_lport_by_card_type(int card_type, int *max_port)
 {
     DM_VERBOSE("card_type=%d!\n", card_type);
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     const int max = dm_highest_lport(cfg);
@@ -110,8 +109,7 @@ int dm_get_min_port_num(int devno, int slotid, int *min_port)
     }
     DM_VERBOSE("cardtype=%d!\n", card_type);
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("can not find node!\n");
+    if (!DM_CARD_CFG(card_type, &cfg)) {
         return -1;
     }
     const int min = dm_lowest_lport(cfg);
@@ -162,8 +160,7 @@ int dm_local_check_slot_lport(int slot, int lport)
         return -1;
     }
     dp_lib_card_type_info_t cfg;
-    if (dm_lib_get_card_cfg_by_type(card_type, &cfg) != 0) {
-        DM_WARN("dm_lib_get_card_cfg_by_type fail\n");
+    if (!dm_card_cfg_at(DM_HERE, card_type, &cfg, "dm_lib_get_card_cfg_by_type fail\n")) {
         return -1;
     }
     if (!dm_lport_exists(cfg, lport)) {
@@ -196,14 +193,9 @@ int dm_get_dev_type_from_port_phyid(int port_phyid, int *lc_type)
 
 int dm_get_poe_support_by_phyid(int phyid, bool *poe_support)
 {
-    if (poe_support == nullptr) {
-        DM_WARN("param error!\n");
-        return -1;
-    }
-    DM_VERBOSE("dm_get_poe_support_by_phyid phyid = %x!\n", phyid);
     dp_lib_port_t pinfo;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &pinfo) != 0) {
-        DM_WARN("get pinfo fail!\n");
+    if (dm_port_open(DM_HERE, poe_support == nullptr, __func__, phyid, &pinfo, -1,
+                     "get pinfo fail!\n") != 0) {
         return -1;
     }
     *poe_support = pinfo.poe_support != 0;

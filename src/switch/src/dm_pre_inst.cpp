@@ -85,8 +85,7 @@ void dp_lib_port_pre_inst_done_handle(void *data)
 
 int dm_get_pre_inst_by_phyid(int phyid, bool *is_pre_inst)
 {
-    if (is_pre_inst == nullptr) {
-        DM_WARN("param error!\n");
+    if (DM_BAD_PARAM(is_pre_inst == nullptr)) {
         return -1;
     }
     if (!dm_port_pre_inst_done.load(std::memory_order_acquire)) {
@@ -95,8 +94,7 @@ int dm_get_pre_inst_by_phyid(int phyid, bool *is_pre_inst)
     }
     DM_VERBOSE("find phyid = %x!\n", phyid);
     dp_lib_port_t pinfo;
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, &pinfo) != 0) {
-        DM_WARN("get pinfo fail!\n");
+    if (!dm_resolve_at(DM_HERE, phyid, &pinfo, "get pinfo fail!\n")) {
         return -3;
     }
     // The third member is the slot under which the interface manager

@@ -29,15 +29,36 @@ inline bool dm_fc_diag_on(int level)
     return dm_fc_lib_dbg.load(std::memory_order_relaxed) <= level;
 }
 
-#define DM_DIAG(level, ...)                                 \
-    do {                                                    \
-        if (dm_diag_on(level))                              \
-            dm_diag_print(__func__, __LINE__, __VA_ARGS__); \
+// Where a message is said to come from. A helper shared by several queries
+// prints under its caller's name and line, which the caller hands it as
+// DM_HERE, so each query's messages read as they would from its own body.
+struct dm_site {
+    const char *func;
+    int line;
+};
+#define DM_HERE (dm_site{__func__, __LINE__})
+
+#define DM_DIAG_AT(at, level, ...)                            \
+    do {                                                      \
+        if (dm_diag_on(level))                                \
+            dm_diag_print((at).func, (at).line, __VA_ARGS__); \
     } while (0)
+#define DM_DIAG(level, ...) DM_DIAG_AT(DM_HERE, level, __VA_ARGS__)
 #define DM_VERBOSE(...) DM_DIAG(LIB_DBG_VERBOSE, __VA_ARGS__)
 #define DM_DETAIL(...) DM_DIAG(LIB_DBG_DETAIL, __VA_ARGS__)
 #define DM_WARN(...) DM_DIAG(LIB_DBG_WARN, __VA_ARGS__)
 #define DM_ERROR(...) DM_DIAG(LIB_DBG_ERROR, __VA_ARGS__)
+
+// A query's argument check: true, after "param error!" at warning level
+// under the caller's name, when `bad` is.
+inline bool dm_bad_param(dm_site at, bool bad)
+{
+    if (bad) {
+        DM_DIAG_AT(at, LIB_DBG_WARN, "param error!\n");
+    }
+    return bad;
+}
+#define DM_BAD_PARAM(bad) dm_bad_param(DM_HERE, (bad))
 
 // Levels of the port-conversion messages.
 enum {
