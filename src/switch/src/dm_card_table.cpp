@@ -40,8 +40,7 @@ int dm_card_table_init(void)
 
 void dp_lib_card_cfg(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     const int32_t card_type = dm_payload_int(data, offsetof(dp_lib_card_type_info_t, card_type));

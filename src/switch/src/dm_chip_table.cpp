@@ -28,8 +28,7 @@ int dm_chip_table_init(void)
 
 void dp_lib_set_chip_cfg_info(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     int32_t chip_type;  // the payload may be unaligned

@@ -102,8 +102,7 @@ static void dm_lib_save_my_port_to_file(void)
 
 void dp_lib_set_my_lport(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     const char *payload = static_cast<const char *>(data);

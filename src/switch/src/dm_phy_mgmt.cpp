@@ -170,8 +170,7 @@ void dm_phy_mgmt_clear(void)
 
 void dp_lib_set_phy_mgmt_ifx(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     dp_lib_phy_mgmt_ifx_msg_t msg;

@@ -100,22 +100,32 @@ dm_add_result dm_add_port_in_port_lock(const dp_lib_port_t &in)
     return dm_add_result::ok;
 }
 
+// The slot that holds interface index `ifx` while port `phyid` moves off or
+// onto it, traced under the caller's name: kDmNoPort when ifx is 0 or no
+// port holds it, else the slot with its record copied into *held.
+dm_port_slot dm_ifx_holder(dm_site at, const dm_port_writer &w, int ifx, int phyid,
+                           dp_lib_port_t *held)
+{
+    DM_DIAG_AT(at, LIB_DBG_DETAIL, "ifx: 0x%x, phyid: 0x%x\n", ifx, phyid);
+    if (ifx == 0) {
+        return kDmNoPort;
+    }
+    const dm_port_slot holder = w.find(dm_port_key::ifx, ifx);
+    if (holder == kDmNoPort) {
+        DM_DIAG_AT(at, LIB_DBG_WARN, "ifx 0x%x node not found\n", ifx);
+        return kDmNoPort;
+    }
+    *held = w.record(holder);
+    DM_DIAG_AT(at, LIB_DBG_DETAIL, "port_info->phyid:0x%x, phyid:0x%x\n", held->phyid, phyid);
+    return holder;
+}
+
 // Drops the entry under a port's previous interface index, but only while it
 // still leads to that port.
 void dp_lib_del_old_fix_node(dm_port_writer &w, int ifx, int phyid)
 {
-    DM_DETAIL("ifx: 0x%x, phyid: 0x%x\n", ifx, phyid);
-    if (ifx == 0) {
-        return;
-    }
-    const dm_port_slot holder = w.find(dm_port_key::ifx, ifx);
-    if (holder == kDmNoPort) {
-        DM_WARN("ifx 0x%x node not found\n", ifx);
-        return;
-    }
-    const dp_lib_port_t held = w.record(holder);
-    DM_DETAIL("port_info->phyid:0x%x, phyid:0x%x\n", held.phyid, phyid);
-    if (held.phyid == phyid) {
+    dp_lib_port_t held;
+    if (dm_ifx_holder(DM_HERE, w, ifx, phyid, &held) != kDmNoPort && held.phyid == phyid) {
         w.erase(dm_port_key::ifx, ifx);
     }
 }
@@ -124,17 +134,11 @@ void dp_lib_del_old_fix_node(dm_port_writer &w, int ifx, int phyid)
 // loses its interface index altogether.
 void dp_lib_del_new_fix_node(dm_port_writer &w, int ifx, int phyid)
 {
-    DM_DETAIL("ifx: 0x%x, phyid: 0x%x\n", ifx, phyid);
-    if (ifx == 0) {
-        return;
-    }
-    const dm_port_slot holder = w.find(dm_port_key::ifx, ifx);
+    dp_lib_port_t held;
+    const dm_port_slot holder = dm_ifx_holder(DM_HERE, w, ifx, phyid, &held);
     if (holder == kDmNoPort) {
-        DM_WARN("ifx 0x%x node not found\n", ifx);
         return;
     }
-    dp_lib_port_t held = w.record(holder);
-    DM_DETAIL("port_info->phyid:0x%x, phyid:0x%x\n", held.phyid, phyid);
     if (held.phyid != phyid) {
         held.ifx = 0;
         w.store(holder, held);
@@ -203,8 +207,7 @@ void dm_lib_show_port_info_action(const dp_lib_port_t &p)
 
 void dp_lib_add_port(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     dp_lib_port_t in;
@@ -236,8 +239,7 @@ void dp_lib_add_port(void *data)
 
 void dp_lib_set_ifx(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     dp_lib_port_ifx_msg_t msg;
@@ -253,8 +255,7 @@ void dp_lib_set_ifx(void *data)
 
 void dp_lib_rmv_port(void *data)
 {
-    if (data == nullptr) {
-        DM_ERROR("invalid data!\r\n");
+    if (DM_NO_DATA(data)) {
         return;
     }
     int32_t dm_phyid;

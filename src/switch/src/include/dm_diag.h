@@ -60,6 +60,17 @@ inline bool dm_bad_param(dm_site at, bool bad)
 }
 #define DM_BAD_PARAM(bad) dm_bad_param(DM_HERE, (bad))
 
+// A data message handler's check of its payload: true, after "invalid data!"
+// at error level under the handler's name, when there is none.
+inline bool dm_no_data(dm_site at, const void *data)
+{
+    if (data == nullptr) {
+        DM_DIAG_AT(at, LIB_DBG_ERROR, "invalid data!\r\n");
+    }
+    return data == nullptr;
+}
+#define DM_NO_DATA(data) dm_no_data(DM_HERE, (data))
+
 // Levels of the port-conversion messages.
 enum {
     DM_FC_LIB_DBG_VERBOSE = 0,
