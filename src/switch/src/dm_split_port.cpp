@@ -86,31 +86,37 @@ bool dm_split_child_cport_gms(int node, int child_lport, int *cport)
     return true;
 }
 
-int dm_get_split_cport_by_spe_mode(int mode, const dp_lib_card_type_info_t *static_info,
-                                   const dp_lib_port_split_info_t *split_info, int *child_port)
+// Where a child's chip port comes from: its parent's card type, or (the _gms
+// family) the child's own port record. Each is called as cport(child lport,
+// &chip port) and answers false when it has none.
+auto dm_cport_from_card(const dp_lib_card_type_info_t &static_info)
 {
-    int base = 0;
-    int count = 0;
-    if (!dm_split_find_mode(mode, *split_info, &base, &count)) {
-        return -1;
-    }
-    for (int j = 0; j < count; ++j) {
-        child_port[j] = static_info->chip_port[split_info->child_port_lport[base + j]];
-    }
-    return count;
+    return [&static_info](int child_lport, int *cport) {
+        *cport = static_info.chip_port[child_lport];
+        return true;
+    };
 }
 
-int dm_get_split_cport_by_spe_mode_gms(int node, int mode,
-                                       const dp_lib_port_split_info_t *split_info, int *child_port)
+auto dm_cport_from_record(int node)
+{
+    return [node](int child_lport, int *cport) {
+        return dm_split_child_cport_gms(node, child_lport, cport);
+    };
+}
+
+// The chip ports of one mode's children: their count, or -1 when the mode is
+// unknown or a child has no chip port.
+template <class ChipPort>
+int dm_split_mode_children(int mode, const dp_lib_port_split_info_t &split, int *child_port,
+                           ChipPort cport)
 {
     int base = 0;
     int count = 0;
-    if (!dm_split_find_mode(mode, *split_info, &base, &count)) {
+    if (!dm_split_find_mode(mode, split, &base, &count)) {
         return -1;
     }
     for (int j = 0; j < count; ++j) {
-        if (!dm_split_child_cport_gms(node, split_info->child_port_lport[base + j],
-                                      &child_port[j])) {
+        if (!cport(split.child_port_lport[base + j], &child_port[j])) {
             return -1;
         }
     }
@@ -208,22 +214,46 @@ int dm_get_child_unit_port_condition(int node, int lport, dp_lib_card_type_info_
     return dm_split_from_local_table(dm_split_local_key(*static_info, lport), split_info);
 }
 
-// Children of every mode in one flat array, in mode order, chip ports from a
-// card type. Returns the number of modes.
-int dm_split_all_modes(const dp_lib_card_type_info_t &static_info,
-                       const dp_lib_port_split_info_t &split, int *mode_id, int *child_port,
-                       int *port_num)
+// Children of every mode in one flat array, in mode order; `cport(child
+// lport, &chip port)` answers each child's chip port, false to stop the walk.
+// Returns the number of modes, or -1 when a child had no chip port.
+template <class ChipPort>
+int dm_split_all_modes(const dp_lib_port_split_info_t &split, int *mode_id, int *child_port,
+                       int *port_num, ChipPort cport)
 {
     int b = 0;
     for (int i = 0; i < split.split_mode_num; ++i) {
         mode_id[i] = split.split_mode_id[i];
         port_num[i] = split.split_mode_port_num[i];
         for (int j = 0; j < port_num[i]; ++j) {
-            child_port[b + j] = static_info.chip_port[split.child_port_lport[b + j]];
+            if (!cport(split.child_port_lport[b + j], &child_port[b + j])) {
+                return -1;
+            }
         }
         b += port_num[i];
     }
     return split.split_mode_num;
+}
+
+// Argument checks of the global and _gms families, warned under the caller's
+// name: the by-mode queries, and the all-modes ones (which also trace).
+bool dm_split_mode_args_bad(dm_site at, int node, int lport, int mode, bool outs_missing)
+{
+    if (!dm_split_lport_ok(lport) || outs_missing || mode < kDefaultMode) {
+        DM_DIAG_AT(at, LIB_DBG_WARN, "Invalid node=%x, lport=%d, mode=%d\n", node, lport, mode);
+        return true;
+    }
+    return false;
+}
+
+bool dm_split_all_args_bad(dm_site at, int node, int lport, bool outs_missing)
+{
+    if (!dm_split_lport_ok(lport) || outs_missing) {
+        DM_DIAG_AT(at, LIB_DBG_WARN, "Invalid node = %x, lport = %d\n", node, lport);
+        return true;
+    }
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "node = %x, lport = %d!\n", node, lport);
+    return false;
 }
 
 // The parent's record for the _gms family, with its checked description.
@@ -268,21 +298,14 @@ int dm_local_get_child_unit_port_by_spe_mode(int lport, int mode, int *unit, int
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info,
-                                                 &split, child_port);
+    const int n = dm_split_mode_children(dm_split_effective_mode(mode, split), split, child_port,
+                                         dm_cport_from_card(static_info));
     // This family refuses a mode without children.
     if (n <= 0) {
         return -1;
     }
     *child_port_num = n;
     return 0;
-}
-
-int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port,
-                                            int *child_port_num)
-{
-    return dm_local_get_child_unit_port_by_spe_mode(lport, kDefaultMode, unit, child_port,
-                                                    child_port_num);
 }
 
 int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_id, int *child_port,
@@ -301,15 +324,15 @@ int dm_local_get_child_unit_port_with_all_mode(int lport, int *unit, int *mode_i
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    return dm_split_all_modes(static_info, split, mode_id, child_port, port_num);
+    return dm_split_all_modes(split, mode_id, child_port, port_num,
+                              dm_cport_from_card(static_info));
 }
 
 int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit, int *child_port,
                                        int *child_port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr ||
-        child_port_num == nullptr || mode < kDefaultMode) {
-        DM_WARN("Invalid node=%x, lport=%d, mode=%d\n", node, lport, mode);
+    if (dm_split_mode_args_bad(DM_HERE, node, lport, mode,
+                               dm_any_null(unit, child_port, child_port_num))) {
         return -1;
     }
     DM_VERBOSE("node = %x, lport = %d!\n", node, lport);
@@ -319,8 +342,8 @@ int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit,
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    const int n = dm_get_split_cport_by_spe_mode(dm_split_effective_mode(mode, split), &static_info,
-                                                 &split, child_port);
+    const int n = dm_split_mode_children(dm_split_effective_mode(mode, split), split, child_port,
+                                         dm_cport_from_card(static_info));
     if (n < 0) {
         return -1;
     }
@@ -328,37 +351,28 @@ int dm_get_child_unit_port_by_spe_mode(int node, int lport, int mode, int *unit,
     return 0;
 }
 
-int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port,
-                                           int *child_port_num)
-{
-    return dm_get_child_unit_port_by_spe_mode(node, lport, kDefaultMode, unit, child_port,
-                                              child_port_num);
-}
-
 int dm_get_child_unit_port_with_all_mode(int node, int lport, int *unit, int *mode_id,
                                          int *port_num, int *child_port)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr || port_num == nullptr ||
-        child_port == nullptr) {
-        DM_WARN("Invalid node = %x, lport = %d\n", node, lport);
+    if (dm_split_all_args_bad(DM_HERE, node, lport,
+                              dm_any_null(unit, mode_id, port_num, child_port))) {
         return -1;
     }
-    DM_VERBOSE("node = %x, lport = %d!\n", node, lport);
     dp_lib_card_type_info_t static_info;
     dp_lib_port_split_info_t split;
     if (dm_get_child_unit_port_condition(node, lport, &static_info, &split) != 0) {
         return -1;
     }
     *unit = static_info.lport_unit[lport];
-    return dm_split_all_modes(static_info, split, mode_id, child_port, port_num);
+    return dm_split_all_modes(split, mode_id, child_port, port_num,
+                              dm_cport_from_card(static_info));
 }
 
 int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *unit,
                                            int *child_port, int *child_port_num)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || child_port == nullptr ||
-        child_port_num == nullptr || mode < kDefaultMode) {
-        DM_WARN("Invalid node=%x, lport=%d, mode=%d\n", node, lport, mode);
+    if (dm_split_mode_args_bad(DM_HERE, node, lport, mode,
+                               dm_any_null(unit, child_port, child_port_num))) {
         return kGmsBadParam;
     }
     DM_VERBOSE("node = %x, lport = %d, mode = %d.\n", node, lport, mode);
@@ -368,9 +382,9 @@ int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *u
     if (ret != 0) {
         return ret;
     }
-    const int eff = dm_split_effective_mode(mode, split);
     *unit = parent.l_chipid;
-    const int n = dm_get_split_cport_by_spe_mode_gms(node, eff, &split, child_port);
+    const int n = dm_split_mode_children(dm_split_effective_mode(mode, split), split, child_port,
+                                         dm_cport_from_record(node));
     if (n < 0) {
         DM_WARN("child num err:%d.\n", n);
         return kGmsChildErr;
@@ -379,22 +393,13 @@ int dm_get_child_unit_port_by_spe_mode_gms(int node, int lport, int mode, int *u
     return 0;
 }
 
-int dm_get_child_unit_port_from_node_lport_gms(int node, int lport, int *unit, int *child_port,
-                                               int *child_port_num)
-{
-    return dm_get_child_unit_port_by_spe_mode_gms(node, lport, kDefaultMode, unit, child_port,
-                                                  child_port_num);
-}
-
 int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int *mode_id,
                                              int *port_num, int *child_port)
 {
-    if (!dm_split_lport_ok(lport) || unit == nullptr || mode_id == nullptr || port_num == nullptr ||
-        child_port == nullptr) {
-        DM_WARN("Invalid node = %x, lport = %d\n", node, lport);
+    if (dm_split_all_args_bad(DM_HERE, node, lport,
+                              dm_any_null(unit, mode_id, port_num, child_port))) {
         return kGmsBadParam;
     }
-    DM_VERBOSE("node = %x, lport = %d!\n", node, lport);
     dp_lib_port_t parent;
     dp_lib_port_split_info_t split;
     const int ret = dm_split_gms_parent(node, lport, true, &parent, &split);
@@ -402,17 +407,29 @@ int dm_get_child_unit_port_with_all_mode_gms(int node, int lport, int *unit, int
         return ret;
     }
     *unit = parent.l_chipid;
-    int b = 0;
-    for (int i = 0; i < split.split_mode_num; ++i) {
-        mode_id[i] = split.split_mode_id[i];
-        port_num[i] = split.split_mode_port_num[i];
-        for (int j = 0; j < port_num[i]; ++j) {
-            if (!dm_split_child_cport_gms(node, split.child_port_lport[b + j],
-                                          &child_port[b + j])) {
-                return kGmsChildErr;
-            }
-        }
-        b += port_num[i];
-    }
-    return split.split_mode_num;
+    const int n =
+        dm_split_all_modes(split, mode_id, child_port, port_num, dm_cport_from_record(node));
+    return n < 0 ? kGmsChildErr : n;
+}
+
+// The default-mode forms of the three families.
+int dm_local_get_child_unit_port_from_lport(int lport, int *unit, int *child_port,
+                                            int *child_port_num)
+{
+    return dm_local_get_child_unit_port_by_spe_mode(lport, kDefaultMode, unit, child_port,
+                                                    child_port_num);
+}
+
+int dm_get_child_unit_port_from_node_lport(int node, int lport, int *unit, int *child_port,
+                                           int *child_port_num)
+{
+    return dm_get_child_unit_port_by_spe_mode(node, lport, kDefaultMode, unit, child_port,
+                                              child_port_num);
+}
+
+int dm_get_child_unit_port_from_node_lport_gms(int node, int lport, int *unit, int *child_port,
+                                               int *child_port_num)
+{
+    return dm_get_child_unit_port_by_spe_mode_gms(node, lport, kDefaultMode, unit, child_port,
+                                                  child_port_num);
 }

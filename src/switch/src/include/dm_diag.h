@@ -49,6 +49,13 @@ struct dm_site {
 #define DM_WARN(...) DM_DIAG(LIB_DBG_WARN, __VA_ARGS__)
 #define DM_ERROR(...) DM_DIAG(LIB_DBG_ERROR, __VA_ARGS__)
 
+// True when any of a query's out-parameters is missing.
+template <class... Out>
+bool dm_any_null(const Out *...out)
+{
+    return ((out == nullptr) || ...);
+}
+
 // A query's argument check: true, after "param error!" at warning level
 // under the caller's name, when `bad` is.
 inline bool dm_bad_param(dm_site at, bool bad)
