@@ -94,217 +94,209 @@ void fc_cfg_copy(const fc_cfg_t *c, dm_convert_cfg_t *out)
     }
 }
 
-// Guards the committed pointer, size and count of both lists.
-dm_mutex fc_lib_lock;
+// A 32-bit count or head at the start of a payload that may be unaligned.
+template <class T>
+T fc_read(const void *data)
+{
+    T v;
+    std::memcpy(&v, data, sizeof v);
+    return v;
+}
 
-// The startup list. The committed triple is read by any thread; the staging
-// triple and the committed flag are touched only by this list's three
-// handlers, which the host never runs concurrently, so they take no lock.
-fc_cfg_t *fc_start_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
-int fc_convert_start_num DM_GUARDED_BY(fc_lib_lock) = 0;
-int fc_start_cfg_size DM_GUARDED_BY(fc_lib_lock) = 0;
-fc_cfg_t *fc_start_cfg_tmp = nullptr;
-int fc_convert_start_num_tmp = 0;
-int fc_start_cfg_size_tmp = 0;
-bool fc_start_cfg_over = false;  // the staging list is the committed list
+// One port-conversion list; the startup and the saved list are two values of
+// this type. Its committed triple (list, size, count) is what readers copy;
+// its staging triple is what the current transfer fills, and after the over
+// it is the committed list too.
+//
+// The host delivers one list's messages in order and never runs two of its
+// handlers at once; the staging lock makes that so here as well instead of
+// relying on it, and it is never contended when the host behaves. A handler
+// holds it for its staging work and takes the committed lock inside it,
+// never the other way round; neither is held while the application or the
+// host is called.
+struct fc_list {
+    constexpr fc_list(bool save_traces, const char *kind_name, int over_event, const char *over_log,
+                      const char *getter_name)
+        : save(save_traces),
+          kind(kind_name),
+          event_id(over_event),
+          log_text(over_log),
+          getter(getter_name)
+    {}
 
-// The saved list, the same set.
-fc_cfg_t *fc_save_cfg DM_GUARDED_BY(fc_lib_lock) = nullptr;
-int fc_convert_save_num DM_GUARDED_BY(fc_lib_lock) = 0;
-int fc_save_cfg_size DM_GUARDED_BY(fc_lib_lock) = 0;
-fc_cfg_t *fc_save_cfg_tmp = nullptr;
-int fc_convert_save_num_tmp = 0;
-int fc_save_cfg_size_tmp = 0;
-bool fc_save_cfg_over = false;
-
-// One list's state, so that both lists run the same transfer code.
-struct fc_list_t {
-    fc_cfg_t **cfg DM_PT_GUARDED_BY(fc_lib_lock);
-    int *num DM_PT_GUARDED_BY(fc_lib_lock);
-    int *size DM_PT_GUARDED_BY(fc_lib_lock);
-    fc_cfg_t **cfg_tmp;
-    int *num_tmp;
-    int *size_tmp;
-    bool *over;
     bool save;             // the saved list prints a few traces of its own
+    const char *kind;      // "start" or "save", in the getter's traces
     int event_id;          // raised at every over
     const char *log_text;  // the log-file line of every over
     const char *getter;    // the getter's name, in the show's diagnostics
-};
 
-const fc_list_t fc_start_list = {
-    &fc_start_cfg,
-    &fc_convert_start_num,
-    &fc_start_cfg_size,
-    &fc_start_cfg_tmp,
-    &fc_convert_start_num_tmp,
-    &fc_start_cfg_size_tmp,
-    &fc_start_cfg_over,
-    false,
-    DEV_MSG_FC_START_CFG_OVER,
-    "fc startup cfg sync over",
-    "dm_get_fc_startup_cfg",
-};
+    dm_mutex staging_lock;
+    fc_cfg_t *cfg_tmp DM_GUARDED_BY(staging_lock) = nullptr;
+    int num_tmp DM_GUARDED_BY(staging_lock) = 0;
+    int size_tmp DM_GUARDED_BY(staging_lock) = 0;
+    bool over DM_GUARDED_BY(staging_lock) = false;  // the staging list is the committed list
 
-const fc_list_t fc_save_list = {
-    &fc_save_cfg,
-    &fc_convert_save_num,
-    &fc_save_cfg_size,
-    &fc_save_cfg_tmp,
-    &fc_convert_save_num_tmp,
-    &fc_save_cfg_size_tmp,
-    &fc_save_cfg_over,
-    true,
-    DEV_MSG_FC_SAVE_CFG,
-    "fc save cfg sync over",
-    "dm_get_fc_save_cfg",
-};
+    dm_mutex lock DM_ACQUIRED_AFTER(staging_lock);
+    fc_cfg_t *cfg DM_GUARDED_BY(lock) = nullptr;
+    int num DM_GUARDED_BY(lock) = 0;
+    int size DM_GUARDED_BY(lock) = 0;
 
-// Drops the staging list, which after an over is also the committed list:
-// from here until the next over the list reads as empty. A reader still
-// copying it keeps it until it is done.
-void fc_cfg_drop_staging(const fc_list_t &l)
-{
-    if (*l.cfg_tmp == nullptr) {
-        return;
-    }
+    // The three handlers: a missing payload is ignored, and each traces
+    // "enter" and, when it ran to its end, "ok".
+    void handle(bool (fc_list::*step)(const void *, const char *), const void *data,
+                const char *func)
     {
-        dm_mutex_guard lock(fc_lib_lock);
-        *l.cfg = nullptr;
+        if (data == nullptr) {
+            return;
+        }
+        FC_VERBOSE(func, "enter\r\n");
+        if ((this->*step)(data, func)) {
+            FC_VERBOSE(func, "ok\r\n");
+        }
     }
-    fc_cfg_release(*l.cfg_tmp);
-    *l.cfg_tmp = nullptr;
-}
+    bool begin(const void *data, const char *func) DM_EXCLUDES(staging_lock, lock);
+    bool chunk(const void *data, const char *func) DM_EXCLUDES(staging_lock);
+    bool commit(const void *data, const char *func) DM_EXCLUDES(staging_lock, lock);
 
-void fc_cfg_begin(const fc_list_t &l, const void *data, const char *func)
+    // The getter; see fc_list::get below.
+    int get(dm_convert_cfg_t **out, int *out_num, const char *func, fc_cfg_t **keep = nullptr)
+        DM_EXCLUDES(lock);
+
+    // Drops the staging list, which after an over is also the committed list:
+    // from here until the next over the list reads as empty. A reader still
+    // copying it keeps it until it is done.
+    void drop_staging() DM_REQUIRES(staging_lock) DM_EXCLUDES(lock)
+    {
+        if (cfg_tmp == nullptr) {
+            return;
+        }
+        {
+            dm_mutex_guard committed(lock);
+            cfg = nullptr;
+        }
+        fc_cfg_release(cfg_tmp);
+        cfg_tmp = nullptr;
+    }
+};
+
+constinit fc_list fc_start_list{false, "start", DEV_MSG_FC_START_CFG_OVER,
+                                "fc startup cfg sync over", "dm_get_fc_startup_cfg"};
+constinit fc_list fc_save_list{true, "save", DEV_MSG_FC_SAVE_CFG, "fc save cfg sync over",
+                               "dm_get_fc_save_cfg"};
+
+bool fc_list::begin(const void *data, const char *func)
 {
-    if (data == nullptr) {
-        return;
+    const int32_t n = fc_read<int32_t>(data);
+    if (n < 0) {
+        FC_WARN(func, "num:%d\r\n", n);
+        return false;
     }
-    FC_VERBOSE(func, "enter\r\n");
-    int32_t num;
-    std::memcpy(&num, data, sizeof num);
-    if (num < 0) {
-        FC_WARN(func, "num:%d\r\n", num);
-        return;
-    }
-    // num x 8 bytes must fit the signed size: a larger count is refused like
+    // n x 8 bytes must fit the signed size: a larger count is refused like
     // a negative one, and the list and its staging stay as they were.
-    if (num > kFcNumMax) {
-        FC_WARN(func, "num:%d too large, max:%d\r\n", num, kFcNumMax);
-        return;
+    if (n > kFcNumMax) {
+        FC_WARN(func, "num:%d too large, max:%d\r\n", n, kFcNumMax);
+        return false;
     }
-    FC_DETAIL(func, "num:%d\r\n", num);
-    *l.num_tmp = num;
-    *l.size_tmp = num * kEntryLen;
-    fc_cfg_drop_staging(l);
-    *l.over = false;
-    if (l.save) {
-        FC_VERBOSE(func, "fc_convert_save_num_tmp:%d\r\n", *l.num_tmp);
+    FC_DETAIL(func, "num:%d\r\n", n);
+    dm_mutex_guard staging(staging_lock);
+    num_tmp = n;
+    size_tmp = n * kEntryLen;
+    drop_staging();
+    over = false;
+    if (save) {
+        FC_VERBOSE(func, "fc_convert_save_num_tmp:%d\r\n", num_tmp);
     }
-    if (num == 0) {
-        return;
+    if (n == 0) {
+        return false;
     }
-    fc_cfg_t *cfg = fc_cfg_new(num);
-    if (cfg == nullptr) {
+    fc_cfg_t *fresh = fc_cfg_new(n);
+    if (fresh == nullptr) {
         FC_WARN(func, "no memory\r\n");
-        *l.num_tmp = 0;
-        *l.size_tmp = 0;
-        return;
+        num_tmp = 0;
+        size_tmp = 0;
+        return false;
     }
-    *l.cfg_tmp = cfg;
-    FC_VERBOSE(func, "ok\r\n");
+    cfg_tmp = fresh;
+    return true;
 }
 
-void fc_cfg_chunk(const fc_list_t &l, const void *data, const char *func)
+bool fc_list::chunk(const void *data, const char *func)
 {
-    if (data == nullptr) {
-        return;
-    }
-    FC_VERBOSE(func, "enter\r\n");
-    dp_lib_fc_cfg_info_t head;
-    std::memcpy(&head, data, sizeof head);
+    const dp_lib_fc_cfg_info_t head = fc_read<dp_lib_fc_cfg_info_t>(data);
+    dm_mutex_guard staging(staging_lock);
     // After an over the staging list is the committed list that readers
     // copy; it must not change under them, and a chunk that lands between two
     // transfers belongs to neither. It is refused until the next begin opens
     // a new transfer.
-    if (*l.over) {
+    if (over) {
         FC_WARN(func, "cfg is over, range[%d, %d] dropped until next begin\r\n", head.cfg_min,
                 head.cfg_max);
-        return;
+        return false;
     }
-    if (head.cfg_min < 0 || head.cfg_max >= *l.num_tmp || head.cfg_min > head.cfg_max) {
-        FC_WARN(func, "invalid range[%d, %d], max:%d\r\n", head.cfg_min, head.cfg_max, *l.num_tmp);
-        return;
+    if (head.cfg_min < 0 || head.cfg_max >= num_tmp || head.cfg_min > head.cfg_max) {
+        FC_WARN(func, "invalid range[%d, %d], max:%d\r\n", head.cfg_min, head.cfg_max, num_tmp);
+        return false;
     }
     const size_t count = static_cast<size_t>(head.cfg_max - head.cfg_min) + 1;
     auto *k = static_cast<fc_chunk_t *>(
         std::malloc(sizeof(fc_chunk_t) + count * sizeof(dm_convert_cfg_t)));
     if (k == nullptr) {
         FC_WARN(func, "no memory\r\n");
-        return;
+        return false;
     }
     *k = fc_chunk_t{nullptr, head.cfg_min, head.cfg_max};
     std::memcpy(k->entries(), static_cast<const char *>(data) + sizeof head,
                 count * sizeof(dm_convert_cfg_t));
-    fc_cfg_t *cfg = *l.cfg_tmp;
-    (cfg->last != nullptr ? cfg->last->next : cfg->first) = k;
-    cfg->last = k;
-    FC_VERBOSE(func, "ok\r\n");
+    (cfg_tmp->last != nullptr ? cfg_tmp->last->next : cfg_tmp->first) = k;
+    cfg_tmp->last = k;
+    return true;
 }
 
-void fc_cfg_over(const fc_list_t &l, const void *data, const char *func)
+bool fc_list::commit(const void *, const char *func)
 {
-    if (data == nullptr) {
-        return;
-    }
-    FC_VERBOSE(func, "enter\r\n");
     {
-        dm_mutex_guard lock(fc_lib_lock);
-        *l.cfg = *l.cfg_tmp;
-        *l.size = *l.size_tmp;
-        *l.num = *l.num_tmp;
+        dm_mutex_guard staging(staging_lock);
+        {
+            dm_mutex_guard committed(lock);
+            cfg = cfg_tmp;
+            size = size_tmp;
+            num = num_tmp;
+        }
+        over = true;
+        if (save) {
+            // The committed values equal the staging ones just published.
+            FC_VERBOSE(func, "fc_save_cfg:%p, fc_save_cfg_size:%d, fc_convert_save_num:%d\r\n",
+                       static_cast<void *>(cfg_tmp), size_tmp, num_tmp);
+        }
     }
-    *l.over = true;
-    if (l.save) {
-        // The committed values equal the staging ones just published.
-        FC_VERBOSE(func, "fc_save_cfg:%p, fc_save_cfg_size:%d, fc_convert_save_num:%d\r\n",
-                   static_cast<void *>(*l.cfg_tmp), *l.size_tmp, *l.num_tmp);
-    }
-    dev_msg_t msg = {l.event_id, 0};
+    dev_msg_t msg = {event_id, 0};
     dm_dev_event_notify_pd(&msg);
-    dm_logfile_write_log(logfile_info, "<%s, %d>:%s", func, __LINE__, l.log_text);
-    FC_VERBOSE(func, "ok\r\n");
+    dm_logfile_write_log(logfile_info, "<%s, %d>:%s", func, __LINE__, log_text);
+    return true;
 }
 
-// The getter. The lock is held only to take a reference to the committed
-// list; the copy is allocated zeroed (fresh pages, untouched until written)
-// and only the entries that were sent are written into it. With `keep`, the
-// reference is handed to the caller (null for an empty list), who releases it.
-int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char *func,
-               fc_cfg_t **keep = nullptr)
+// The lock is held only to take a reference to the committed list; the copy
+// is allocated zeroed (fresh pages, untouched until written) and only the
+// entries that were sent are written into it. With `keep`, the reference is
+// handed to the caller (null for an empty list), who releases it.
+int fc_list::get(dm_convert_cfg_t **out, int *out_num, const char *func, fc_cfg_t **keep)
 {
-    if (cfg == nullptr || num == nullptr) {
+    if (out == nullptr || out_num == nullptr) {
         return -1;
     }
     FC_VERBOSE(func, "enter\r\n");
-    *cfg = nullptr;
-    *num = 0;
+    *out = nullptr;
+    *out_num = 0;
     fc_cfg_t *list = nullptr;
     int count = 0;
     {
-        dm_mutex_guard lock(fc_lib_lock);
-        if (*l.num == 0 || *l.cfg == nullptr) {
-            if (l.save) {
-                FC_DETAIL(func, "fc_convert_save_num:%d, fc_save_cfg:%p\r\n", *l.num,
-                          static_cast<void *>(*l.cfg));
-            } else {
-                FC_DETAIL(func, "fc_convert_start_num:%d, fc_start_cfg:%p\r\n", *l.num,
-                          static_cast<void *>(*l.cfg));
-            }
+        dm_mutex_guard committed(lock);
+        if (num == 0 || cfg == nullptr) {
+            FC_DETAIL(func, "fc_convert_%s_num:%d, fc_%s_cfg:%p\r\n", kind, num, kind,
+                      static_cast<void *>(cfg));
         } else {
-            list = *l.cfg;
-            count = *l.num;
+            list = cfg;
+            count = num;
             list->refs.fetch_add(1, std::memory_order_relaxed);
         }
     }
@@ -316,13 +308,9 @@ int fc_cfg_get(const fc_list_t &l, dm_convert_cfg_t **cfg, int *num, const char 
             ret = -1;
         } else {
             fc_cfg_copy(list, static_cast<dm_convert_cfg_t *>(copy));
-            *cfg = static_cast<dm_convert_cfg_t *>(copy);
-            *num = count;
-            if (l.save) {
-                FC_VERBOSE(func, "get save cfg succ. fc_convert_save_num:%d\r\n", *num);
-            } else {
-                FC_VERBOSE(func, "get start cfg succ. fc_convert_start_num:%d\r\n", *num);
-            }
+            *out = static_cast<dm_convert_cfg_t *>(copy);
+            *out_num = count;
+            FC_VERBOSE(func, "get %s cfg succ. fc_convert_%s_num:%d\r\n", kind, kind, *out_num);
         }
     }
     if (keep != nullptr && ret == 0) {
@@ -397,12 +385,12 @@ void test_display_convert_cfg(const dm_convert_cfg_t *cfg, int num, const fc_cfg
 }
 
 // Prints a list through its getter, as the show commands do.
-void fc_cfg_show(const fc_list_t &l)
+void fc_cfg_show(fc_list &l)
 {
     dm_convert_cfg_t *cfg = nullptr;
     int num = 0;
     fc_cfg_t *list = nullptr;
-    const int ret = fc_cfg_get(l, &cfg, &num, l.getter, &list);
+    const int ret = l.get(&cfg, &num, l.getter, &list);
     if (ret != 0) {
         std::printf("%s fail.ret:%d\r\n", l.getter, ret);
         return;
@@ -417,12 +405,18 @@ void fc_cfg_show(const fc_list_t &l)
 
 }  // namespace
 
-void dm_fc_lib_start_cfg_begin(void *data) { fc_cfg_begin(fc_start_list, data, __func__); }
-void dm_fc_lib_start_cfg(void *data) { fc_cfg_chunk(fc_start_list, data, __func__); }
-void dm_fc_lib_start_cfg_over(void *data) { fc_cfg_over(fc_start_list, data, __func__); }
-void dm_fc_lib_save_cfg_begin(void *data) { fc_cfg_begin(fc_save_list, data, __func__); }
-void dm_fc_lib_save_cfg(void *data) { fc_cfg_chunk(fc_save_list, data, __func__); }
-void dm_fc_lib_save_cfg_over(void *data) { fc_cfg_over(fc_save_list, data, __func__); }
+void dm_fc_lib_start_cfg_begin(void *data)
+{
+    fc_start_list.handle(&fc_list::begin, data, __func__);
+}
+void dm_fc_lib_start_cfg(void *data) { fc_start_list.handle(&fc_list::chunk, data, __func__); }
+void dm_fc_lib_start_cfg_over(void *data)
+{
+    fc_start_list.handle(&fc_list::commit, data, __func__);
+}
+void dm_fc_lib_save_cfg_begin(void *data) { fc_save_list.handle(&fc_list::begin, data, __func__); }
+void dm_fc_lib_save_cfg(void *data) { fc_save_list.handle(&fc_list::chunk, data, __func__); }
+void dm_fc_lib_save_cfg_over(void *data) { fc_save_list.handle(&fc_list::commit, data, __func__); }
 
 long long dm_fc_lib_chunk_len(const void *data, int len)
 {
@@ -444,12 +438,12 @@ long long dm_fc_lib_chunk_len(const void *data, int len)
 
 int dm_get_fc_startup_cfg(dm_convert_cfg_t **cfg, int *num)
 {
-    return fc_cfg_get(fc_start_list, cfg, num, __func__);
+    return fc_start_list.get(cfg, num, __func__);
 }
 
 int dm_get_fc_save_cfg(dm_convert_cfg_t **cfg, int *num)
 {
-    return fc_cfg_get(fc_save_list, cfg, num, __func__);
+    return fc_save_list.get(cfg, num, __func__);
 }
 
 void test_dm_get_fc_startup_cfg(void) { fc_cfg_show(fc_start_list); }

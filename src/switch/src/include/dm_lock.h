@@ -31,6 +31,7 @@
 #define DM_RELEASE_GENERIC(...) DM_TSA(release_generic_capability(__VA_ARGS__))
 #define DM_REQUIRES(...) DM_TSA(requires_capability(__VA_ARGS__))
 #define DM_REQUIRES_SHARED(...) DM_TSA(requires_shared_capability(__VA_ARGS__))
+#define DM_ACQUIRED_AFTER(...) DM_TSA(acquired_after(__VA_ARGS__))
 #define DM_EXCLUDES(...) DM_TSA(locks_excluded(__VA_ARGS__))
 #define DM_NO_TSA DM_TSA(no_thread_safety_analysis)
 
