@@ -29,14 +29,7 @@ int32_t dm_payload_int(const void *data, size_t offset)
 
 }  // namespace
 
-int dm_card_table_init(void)
-{
-    if (dm_card_cfg_root.init() != 0) {
-        DM_ERROR("fail to init dm_card_cfg_root!\n");
-        return -1;
-    }
-    return 0;
-}
+int dm_card_table_init(dm_site at) { return dm_card_cfg_root.init(at, "dm_card_cfg_root"); }
 
 void dp_lib_card_cfg(void *data)
 {

@@ -17,14 +17,7 @@ dm_keyed_table<dp_lib_chip_info_t> dm_chip_cfg_root;
 
 }  // namespace
 
-int dm_chip_table_init(void)
-{
-    if (dm_chip_cfg_root.init() != 0) {
-        DM_ERROR("fail to init dm_chip_cfg_root!\n");
-        return -1;
-    }
-    return 0;
-}
+int dm_chip_table_init(dm_site at) { return dm_chip_cfg_root.init(at, "dm_chip_cfg_root"); }
 
 void dp_lib_set_chip_cfg_info(void *data)
 {

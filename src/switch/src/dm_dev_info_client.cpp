@@ -87,13 +87,23 @@ long long dm_data_row_len(const dm_info_data_handle_t &row, const void *payload,
     return row.needed_len != nullptr ? row.needed_len(payload, len) : row.fixed_len;
 }
 
+// The keyed tables; a failure is reported under this function's name.
+int dm_lib_static_tbl_init(void)
+{
+    const dm_site at = DM_HERE;
+    return dm_card_table_init(at) != 0 || dm_local_port_table_init(at) != 0 ||
+                   dm_chip_table_init(at) != 0
+               ? -1
+               : 0;
+}
+
 }  // namespace
 
 int dm_dev_info_client_init(void)
 {
     DM_VERBOSE("init begin\n");
     int ret = 0;
-    if (dm_card_table_init() != 0 || dm_local_port_table_init() != 0 || dm_chip_table_init() != 0) {
+    if (dm_lib_static_tbl_init() != 0) {
         DM_VERBOSE("ret = %d\n", -1);
         return -1;
     }

@@ -65,13 +65,9 @@ bool dm_is_manage_board(int gslot)
 
 }  // namespace
 
-int dm_local_port_table_init(void)
+int dm_local_port_table_init(dm_site at)
 {
-    if (dm_my_lport_phyid_root.init() != 0) {
-        DM_ERROR("fail to init dm_my_lport_phyid_root!\n");
-        return -1;
-    }
-    return 0;
+    return dm_my_lport_phyid_root.init(at, "dm_my_lport_phyid_root");
 }
 
 long long dp_lib_my_lport_msg_len(const void *data, int len)

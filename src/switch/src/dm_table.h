@@ -17,7 +17,16 @@
 template <class Rec>
 class dm_keyed_table {
 public:
-    int init() { return index.init(); }
+    // Sets the index up: 0, or -1 after "fail to init <name>!" at error level
+    // under the caller's name (the start-up that inits all tables at once).
+    int init(dm_site at, const char *name)
+    {
+        if (index.init() == 0) {
+            return 0;
+        }
+        DM_DIAG_AT(at, LIB_DBG_ERROR, "fail to init %s!\n", name);
+        return -1;
+    }
 
     // True with the record under `key` copied into *out; the lock is held
     // for the search and the copy only.
@@ -48,7 +57,7 @@ public:
 
     // The tree for the host's insertion service, which copies the record in
     // and takes the tree's lock itself.
-    dm_tree_root_t *insertion_root() { return index.raw(); }
+    dm_tree_root_t *insertion_root() { return &index.tree; }
 
     // The index and its lock. The table object is file-static in its source;
     // only that source reaches this, for its own guarded data and scans.

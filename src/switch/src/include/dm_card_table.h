@@ -7,7 +7,8 @@
 #include "dp_pd_common.h"
 #include <dm_lib_pd/dm_card_cfg.h>
 
-int dm_card_table_init(void);
+// Sets the table up; a failure is reported under the caller's name.
+int dm_card_table_init(dm_site at);
 
 // Data message 3.
 void dp_lib_card_cfg(void *data);

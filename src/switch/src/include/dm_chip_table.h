@@ -2,9 +2,11 @@
 // copy-out the chip queries read through.
 #pragma once
 
+#include "dm_diag.h"
 #include "dp_pd_common.h"
 
-int dm_chip_table_init(void);
+// Sets the table up; a failure is reported under the caller's name.
+int dm_chip_table_init(dm_site at);
 
 // Data message 4.
 void dp_lib_set_chip_cfg_info(void *data);

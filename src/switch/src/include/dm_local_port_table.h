@@ -2,10 +2,12 @@
 // its queries and show are exported (<dm_lib_pd/dm_local_port.h>).
 #pragma once
 
+#include "dm_diag.h"
 #include "dp_pd_common.h"
 #include <dm_lib_pd/dm_local_port.h>
 
-int dm_local_port_table_init(void);
+// Sets the table up; a failure is reported under the caller's name.
+int dm_local_port_table_init(dm_site at);
 
 // Data message 5.
 void dp_lib_set_my_lport(void *data);

@@ -63,9 +63,6 @@ struct DM_CAPABILITY("rwlock") dm_index {
         dm_tree_destroy(&tree);
         tree.root = nullptr;
     }
-    // The tree itself, for a walk (lock held for reading) or for the host's
-    // insertion service (which takes the lock itself).
-    dm_tree_root_t *raw() { return &tree; }
 };
 
 inline pthread_rwlock_t *dm_native(dm_rwlock &l) { return &l.rw; }
