@@ -64,28 +64,29 @@ int dm_collect_chip_ports(const dp_lib_card_type_info_t &cfg, int node, int unit
     return n;
 }
 
+// One field of a chip type's record, traced under the caller's name: the
+// value, or -1 when the type is unknown.
+int dm_chip_field_at(dm_site at, int type, int dp_lib_chip_info_t::*field, const char *name)
+{
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "type: %d\n", type);
+    dp_lib_chip_info_t info;
+    if (dm_lib_get_chip_info_by_type(type, &info) != 0) {
+        return -1;
+    }
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "type: %d, %s: %d\n", type, name, info.*field);
+    return info.*field;
+}
+
 }  // namespace
 
 int dm_get_chip_family(int type)
 {
-    DM_VERBOSE("type: %d\n", type);
-    dp_lib_chip_info_t info;
-    if (dm_lib_get_chip_info_by_type(type, &info) != 0) {
-        return -1;
-    }
-    DM_VERBOSE("type: %d, chip_family: %d\n", type, info.chip_family);
-    return info.chip_family;
+    return dm_chip_field_at(DM_HERE, type, &dp_lib_chip_info_t::chip_family, "chip_family");
 }
 
 int dm_get_chip_cmic_port_by_type(int type)
 {
-    DM_VERBOSE("type: %d\n", type);
-    dp_lib_chip_info_t info;
-    if (dm_lib_get_chip_info_by_type(type, &info) != 0) {
-        return -1;
-    }
-    DM_VERBOSE("type: %d, cmic_port: %d\n", type, info.cmic_port);
-    return info.cmic_port;
+    return dm_chip_field_at(DM_HERE, type, &dp_lib_chip_info_t::cmic_port, "cmic_port");
 }
 
 int dm_get_lchip_family_by_unit(int unit)

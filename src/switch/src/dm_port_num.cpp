@@ -63,17 +63,25 @@ int dm_get_local_card_type_by_any_slot(int slot, int sub_slot, int *type)
     return *type > 0 ? 0 : -1;
 }
 
+// The lowest or highest local port of a card type into *answer, traced under
+// the caller's name as "<label> port=%d!": 0, or -1 when the type is unknown
+// or has no local port.
+int dm_lport_end_at(dm_site at, int card_type, bool highest, const char *label, int *answer)
+{
+    dp_lib_card_type_info_t cfg;
+    if (!dm_card_cfg_at(at, card_type, &cfg)) {
+        return -1;
+    }
+    const int end = highest ? dm_highest_lport(cfg) : dm_lowest_lport(cfg);
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "%s port=%d!\n", label, end);
+    *answer = end;
+    return end >= 0 ? 0 : -1;
+}
+
 int dm_get_max_lport_by_card_type(int card_type, int *max_port)
 {
     DM_VERBOSE("card_type=%d!\n", card_type);
-    dp_lib_card_type_info_t cfg;
-    if (!DM_CARD_CFG(card_type, &cfg)) {
-        return -1;
-    }
-    const int max = dm_highest_lport(cfg);
-    DM_VERBOSE("max port=%d!\n", max);
-    *max_port = max;
-    return max >= 0 ? 0 : -1;
+    return dm_lport_end_at(DM_HERE, card_type, true, "max", max_port);
 }
 
 // The card types of a card's chips, one per unit, in a list this object
@@ -108,14 +116,7 @@ int dm_get_min_port_num(int devno, int slotid, int *min_port)
         return -1;
     }
     DM_VERBOSE("cardtype=%d!\n", card_type);
-    dp_lib_card_type_info_t cfg;
-    if (!DM_CARD_CFG(card_type, &cfg)) {
-        return -1;
-    }
-    const int min = dm_lowest_lport(cfg);
-    DM_VERBOSE("min port=%d!\n", min);
-    *min_port = min;
-    return min >= 0 ? 0 : -1;
+    return dm_lport_end_at(DM_HERE, card_type, false, "min", min_port);
 }
 
 int dm_get_max_port_num(int devno, int slotid, int *max_port)
