@@ -1,9 +1,9 @@
 // The device-manager kernel driver's stand-in.
 //
 // The library asks the driver through an ioctl on a descriptor it opens on
-// the device file "tmp/dm_dev" (relative to the working directory). This file
-// interposes open, close and ioctl: descriptors opened on exactly that path
-// are remembered, and while the stand-in is attached, the driver's one
+// the device file DM_KDEV_PATH (request and buffer layout in dm_kdev.h).
+// This file interposes open, close and ioctl: descriptors opened on exactly
+// that path are remembered, and while the stand-in is attached, the driver's one
 // request on such a descriptor is answered from tables the control calls
 // fill. Everything else goes to the system's own functions.
 #undef _FORTIFY_SOURCE  // this file defines open itself
@@ -20,18 +20,9 @@
 
 #include "dm_host_ctl.h"
 #include "dm_host_internal.h"
+#include "dm_kdev.h"
 
 namespace {
-
-constexpr unsigned long kDmIoctlRequest = 0xC1007815UL;
-constexpr char kDevicePath[] = "tmp/dm_dev";
-
-// Questions and the layout of the request buffer.
-constexpr uint32_t kAskLsmKeyOfIfx = 0;
-constexpr uint32_t kAskIfxOfPort = 1;
-constexpr size_t kHeadLen = 8;   // question type, data length
-constexpr int kPortInfoLen = 8;  // lsm_key, llcb_type
-constexpr int kIfxLen = 4;
 
 // Descriptors open on the device file, one flag per descriptor number.
 // Descriptors beyond the last flag are never taken for the device.
@@ -105,7 +96,7 @@ bool trackable(int fd) { return fd >= 0 && fd < kMaxTrackedFd; }
 void note_open(int fd, const char *path)
 {
     if (trackable(fd)) {
-        device_fd[fd].store(path != nullptr && std::strcmp(path, kDevicePath) == 0);
+        device_fd[fd].store(path != nullptr && std::strcmp(path, DM_KDEV_PATH) == 0);
     }
 }
 
@@ -138,33 +129,32 @@ bool lookup_lsm_key(int ifx, int *lsm_key)
     return e != nullptr;
 }
 
-// Answers one request. The driver reads the 8-byte head and the data it
+// Answers one request. The driver reads the head and the question it
 // announces, and writes only its 32-bit answer over the first 4 bytes.
 int answer(unsigned char *buf)
 {
     if (buf == nullptr) {
         return fail(EFAULT);
     }
-    uint32_t type;
-    int32_t data_len;
-    std::memcpy(&type, buf, sizeof type);
-    std::memcpy(&data_len, buf + sizeof type, sizeof data_len);
+    dm_pd_msg_head_t head;
+    std::memcpy(&head, buf, sizeof head);
+    const unsigned char *question = buf + sizeof head;
     int32_t result;
-    if (type == kAskIfxOfPort) {
-        if (data_len < kPortInfoLen) {
+    if (head.dm_ioctl_msg_type == DM_IOCTL_GET_IFX_FROM_PORT_INFO) {
+        dm_lsm_port_info_t port;
+        if (head.data_len < static_cast<int32_t>(sizeof port)) {
             return fail(EINVAL);
         }
-        int32_t port[2];
-        std::memcpy(port, buf + kHeadLen, sizeof port);
-        if (!lookup_ifx(port[0], port[1], &result)) {
+        std::memcpy(&port, question, sizeof port);
+        if (!lookup_ifx(port.lsm_key, port.llcb_type, &result)) {
             return fail(ENOENT);
         }
-    } else if (type == kAskLsmKeyOfIfx) {
-        if (data_len < kIfxLen) {
+    } else if (head.dm_ioctl_msg_type == DM_IOCTL_GET_PHYID_FROM_IFX) {
+        int32_t ifx;
+        if (head.data_len < static_cast<int32_t>(sizeof ifx)) {
             return fail(EINVAL);
         }
-        int32_t ifx;
-        std::memcpy(&ifx, buf + kHeadLen, sizeof ifx);
+        std::memcpy(&ifx, question, sizeof ifx);
         if (!lookup_lsm_key(ifx, &result)) {
             return fail(ENOENT);
         }
@@ -232,7 +222,7 @@ int ioctl(int fd, unsigned long request, ...)
     va_start(ap, request);
     void *arg = va_arg(ap, void *);
     va_end(ap);
-    if (request == kDmIoctlRequest && attached.load() && is_device(fd)) {
+    if (request == DM_KDEV_REQUEST && attached.load() && is_device(fd)) {
         requests.fetch_add(1);
         return answer(static_cast<unsigned char *>(arg));
     }
