@@ -189,7 +189,7 @@ DM_ID_FN int dm_lport_phyid_port(int lport_phyid) { return (int)(DM_U32(lport_ph
 #define DM_SYSPORT_PER_UNIT 40  /* system ports of one chip */
 /* System port of chip port `port` of chip `unit` in `slot` of device `dev`,
  * by plain arithmetic; nothing is checked (the exported converters of
- * dm_chipid.h check the ranges). dm_sysport_make(1, 3, 1, 10) is 690. */
+ * dm_chipid_query.h check the ranges). dm_sysport_make(1, 3, 1, 10) is 690. */
 DM_ID_FN int dm_sysport_make(int dev, int slot, int unit, int port)
 {
     return (dev - 1) * DM_SYSPORT_PER_DEV + (slot - 1) * DM_SYSPORT_PER_SLOT +
