@@ -32,20 +32,17 @@ std::atomic<bool> device_fd[kMaxTrackedFd];
 std::atomic<bool> attached{false};
 std::atomic<unsigned long> requests{0};
 
-struct ifx_entry {
-    int lsm_key;
-    int llcb_type;
-    int ifx;
-};
-struct key_entry {
-    int ifx;
-    int lsm_key;
+// One answer of the driver and the question it answers, in two parts.
+struct answer_entry {
+    int q1;
+    int q2;
+    int answer;
 };
 
 // Guards the driver's two tables.
 pthread_mutex_t kdev_lock = PTHREAD_MUTEX_INITIALIZER;
-dm_host::table<ifx_entry> ifx_of_port;
-dm_host::table<key_entry> key_of_ifx;
+dm_host::table<answer_entry> ifx_of_port;  // (lsm_key, llcb_type) -> ifx
+dm_host::table<answer_entry> key_of_ifx;   // (ifx, 0) -> lsm_key
 
 using open_fn = int (*)(const char *, int, ...);
 using close_fn = int (*)(int);
@@ -108,25 +105,30 @@ int fail(int err)
     return -1;
 }
 
-bool lookup_ifx(int lsm_key, int llcb_type, int *ifx)
+// The entry of `t` for question (q1, q2), or null; kdev_lock held.
+answer_entry *find_answer(dm_host::table<answer_entry> &t, int q1, int q2)
+{
+    return t.find([&](const answer_entry &x) { return x.q1 == q1 && x.q2 == q2; });
+}
+
+bool look_up(dm_host::table<answer_entry> &t, int q1, int q2, int *answer)
 {
     dm_host::mutex_guard g(kdev_lock);
-    const ifx_entry *e = ifx_of_port.find(
-        [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; });
+    const answer_entry *e = find_answer(t, q1, q2);
     if (e != nullptr) {
-        *ifx = e->ifx;
+        *answer = e->answer;
     }
     return e != nullptr;
 }
 
-bool lookup_lsm_key(int ifx, int *lsm_key)
+void set_answer(dm_host::table<answer_entry> &t, int q1, int q2, int answer)
 {
     dm_host::mutex_guard g(kdev_lock);
-    const key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; });
-    if (e != nullptr) {
-        *lsm_key = e->lsm_key;
+    if (answer_entry *e = find_answer(t, q1, q2)) {
+        e->answer = answer;
+        return;
     }
-    return e != nullptr;
+    t.push(answer_entry{q1, q2, answer});
 }
 
 // Answers one request. The driver reads the head and the question it
@@ -146,7 +148,7 @@ int answer(unsigned char *buf)
             return fail(EINVAL);
         }
         std::memcpy(&port, question, sizeof port);
-        if (!lookup_ifx(port.lsm_key, port.llcb_type, &result)) {
+        if (!look_up(ifx_of_port, port.lsm_key, port.llcb_type, &result)) {
             return fail(ENOENT);
         }
     } else if (head.dm_ioctl_msg_type == DM_IOCTL_GET_PHYID_FROM_IFX) {
@@ -155,7 +157,7 @@ int answer(unsigned char *buf)
             return fail(EINVAL);
         }
         std::memcpy(&ifx, question, sizeof ifx);
-        if (!lookup_lsm_key(ifx, &result)) {
+        if (!look_up(key_of_ifx, ifx, 0, &result)) {
             return fail(ENOENT);
         }
     } else {
@@ -236,24 +238,10 @@ void dm_host_kdev_attach(bool on) { attached.store(on); }
 
 void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx)
 {
-    dm_host::mutex_guard g(kdev_lock);
-    if (ifx_entry *e = ifx_of_port.find(
-            [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; })) {
-        e->ifx = ifx;
-        return;
-    }
-    ifx_of_port.push(ifx_entry{lsm_key, llcb_type, ifx});
+    set_answer(ifx_of_port, lsm_key, llcb_type, ifx);
 }
 
-void dm_host_kdev_set_lsm_key(int ifx, int lsm_key)
-{
-    dm_host::mutex_guard g(kdev_lock);
-    if (key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; })) {
-        e->lsm_key = lsm_key;
-        return;
-    }
-    key_of_ifx.push(key_entry{ifx, lsm_key});
-}
+void dm_host_kdev_set_lsm_key(int ifx, int lsm_key) { set_answer(key_of_ifx, ifx, 0, lsm_key); }
 
 void dm_host_kdev_clear(void)
 {
