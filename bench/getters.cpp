@@ -15,97 +15,62 @@ namespace {
 
 // Each call folds the getter's result with its outputs, so that nothing of
 // the work is optimised away and a wrong answer shows in a check.
-int pinfo_by_ifx(int id, const PortKeys &)
+int folded(int v) { return v; }
+int folded(bool v) { return v ? 1 : 0; }
+int folded(const dm_port_t &p) { return p.phyid; }
+
+// A getter of one output: the output, folded, or the getter's error.
+template <class Id, class Out>
+int one_out(int (*get)(Id, Out *), int id)
 {
-    dm_port_t p;
-    const int r = dm_get_pinfo_by_ifx(id, &p);
-    return r == 0 ? p.phyid : r;
+    Out out{};
+    const int r = get(id, &out);
+    return r == 0 ? folded(out) : r;
 }
 
+// A getter of two outputs: fold(a, b), or the getter's error.
+int two_out(int (*get)(int, int *, int *), int id, int (*fold)(int, int))
+{
+    int a = 0;
+    int b = 0;
+    const int r = get(id, &a, &b);
+    return r == 0 ? fold(a, b) : r;
+}
+
+int pair(int hi, int lo) { return hi * 256 + lo; }
+int sum(int a, int b) { return a + b; }
+
+int pinfo_by_ifx(int id, const PortKeys &) { return one_out(dm_get_pinfo_by_ifx, id); }
 int is_on_local_switch(int id, const PortKeys &)
 {
     return dm_port_is_on_local_switch(static_cast<unsigned>(id)) ? 1 : 0;
 }
-
-int phyid_from_ifx(int id, const PortKeys &)
-{
-    int phyid = 0;
-    const int r = dm_get_phyid_from_ifx(id, &phyid);
-    return r == 0 ? phyid : r;
-}
-
+int phyid_from_ifx(int id, const PortKeys &) { return one_out(dm_get_phyid_from_ifx, id); }
 int chipid_port_from_phyid(int id, const PortKeys &)
 {
-    int chipid = 0;
-    int port = 0;
-    const int r = dm_get_chipid_port_from_phyid(id, &chipid, &port);
-    return r == 0 ? chipid * 256 + port : r;
+    return two_out(dm_get_chipid_port_from_phyid, id, pair);
 }
-
-int pinfo_by_phyid(int id, const PortKeys &)
-{
-    dm_port_t p;
-    const int r = dm_get_pinfo_by_phyid(id, &p);
-    return r == 0 ? p.phyid : r;
-}
-
+int pinfo_by_phyid(int id, const PortKeys &) { return one_out(dm_get_pinfo_by_phyid, id); }
 int subcard_node_by_phyid(int id, const PortKeys &)
 {
-    int node = 0;
-    const int r = dm_get_subcard_node_by_phyid(id, &node);
-    return r == 0 ? node : r;
+    return one_out(dm_get_subcard_node_by_phyid, id);
 }
-
-int ifindex_from_phyid(int id, const PortKeys &)
-{
-    int ifx = 0;
-    const int r = dm_get_ifindex_from_phyid(id, &ifx);
-    return r == 0 ? ifx : r;
-}
-
+int ifindex_from_phyid(int id, const PortKeys &) { return one_out(dm_get_ifindex_from_phyid, id); }
 int unit_port_from_phyid(int id, const PortKeys &)
 {
-    int unit = 0;
-    int port = 0;
-    const int r = dm_get_unit_port_from_phyid(id, &unit, &port);
-    return r == 0 ? unit * 256 + port : r;
+    return two_out(dm_get_unit_port_from_phyid, id, pair);
 }
-
 int node_lport_from_phyid(int id, const PortKeys &)
 {
-    int node = 0;
-    int lport = 0;
-    const int r = dm_get_node_lport_from_phyid(id, &node, &lport);
-    return r == 0 ? node + lport : r;
+    return two_out(dm_get_node_lport_from_phyid, id, sum);
 }
-
 int sub_node_from_port_phyid(int id, const PortKeys &)
 {
-    int node = 0;
-    const int r = dm_get_sub_node_from_port_phyid(id, &node);
-    return r == 0 ? node : r;
+    return one_out(dm_get_sub_node_from_port_phyid, id);
 }
-
-int port_medium_switch(int id, const PortKeys &)
-{
-    bool sw = true;
-    const int r = dm_get_port_medium_switch(id, &sw);
-    return r == 0 ? (sw ? 1 : 0) : r;
-}
-
-int port_medium_type(int id, const PortKeys &)
-{
-    int type = 0;
-    const int r = dm_get_port_medium_type(id, &type);
-    return r == 0 ? type : r;
-}
-
-int port_type(int id, const PortKeys &)
-{
-    int type = 0;
-    const int r = dm_get_port_type(id, &type);
-    return r == 0 ? type : r;
-}
+int port_medium_switch(int id, const PortKeys &) { return one_out(dm_get_port_medium_switch, id); }
+int port_medium_type(int id, const PortKeys &) { return one_out(dm_get_port_medium_type, id); }
+int port_type(int id, const PortKeys &) { return one_out(dm_get_port_type, id); }
 
 int is_on_local_device(int id, const PortKeys &) { return dm_port_is_on_local_device(id) ? 1 : 0; }
 

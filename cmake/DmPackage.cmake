@@ -29,6 +29,7 @@ install(FILES
     ${PROJECT_SOURCE_DIR}/include/dp_pd_common.h
     ${PROJECT_SOURCE_DIR}/include/addr_common.h
     ${PROJECT_SOURCE_DIR}/include/dm_host.h
+    ${PROJECT_SOURCE_DIR}/include/dm_kdev.h
     ${PROJECT_SOURCE_DIR}/common/dm_tree/dm_tree.h
   DESTINATION ${DM_WIRE_INCLUDE_DIR} COMPONENT lib)
 install(EXPORT dm_lib_pdTargets NAMESPACE dm_lib_pd::

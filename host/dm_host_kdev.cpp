@@ -1,9 +1,9 @@
 // The device-manager kernel driver's stand-in.
 //
 // The library asks the driver through an ioctl on a descriptor it opens on
-// the device file "tmp/dm_dev" (relative to the working directory). This file
-// interposes open, close and ioctl: descriptors opened on exactly that path
-// are remembered, and while the stand-in is attached, the driver's one
+// the device file DM_KDEV_PATH (request and buffer layout in dm_kdev.h).
+// This file interposes open, close and ioctl: descriptors opened on exactly
+// that path are remembered, and while the stand-in is attached, the driver's one
 // request on such a descriptor is answered from tables the control calls
 // fill. Everything else goes to the system's own functions.
 #undef _FORTIFY_SOURCE  // this file defines open itself
@@ -20,18 +20,9 @@
 
 #include "dm_host_ctl.h"
 #include "dm_host_internal.h"
+#include "dm_kdev.h"
 
 namespace {
-
-constexpr unsigned long kDmIoctlRequest = 0xC1007815UL;
-constexpr char kDevicePath[] = "tmp/dm_dev";
-
-// Questions and the layout of the request buffer.
-constexpr uint32_t kAskLsmKeyOfIfx = 0;
-constexpr uint32_t kAskIfxOfPort = 1;
-constexpr size_t kHeadLen = 8;   // question type, data length
-constexpr int kPortInfoLen = 8;  // lsm_key, llcb_type
-constexpr int kIfxLen = 4;
 
 // Descriptors open on the device file, one flag per descriptor number.
 // Descriptors beyond the last flag are never taken for the device.
@@ -41,20 +32,17 @@ std::atomic<bool> device_fd[kMaxTrackedFd];
 std::atomic<bool> attached{false};
 std::atomic<unsigned long> requests{0};
 
-struct ifx_entry {
-    int lsm_key;
-    int llcb_type;
-    int ifx;
-};
-struct key_entry {
-    int ifx;
-    int lsm_key;
+// One answer of the driver and the question it answers, in two parts.
+struct answer_entry {
+    int q1;
+    int q2;
+    int answer;
 };
 
 // Guards the driver's two tables.
 pthread_mutex_t kdev_lock = PTHREAD_MUTEX_INITIALIZER;
-dm_host::table<ifx_entry> ifx_of_port;
-dm_host::table<key_entry> key_of_ifx;
+dm_host::table<answer_entry> ifx_of_port;  // (lsm_key, llcb_type) -> ifx
+dm_host::table<answer_entry> key_of_ifx;   // (ifx, 0) -> lsm_key
 
 using open_fn = int (*)(const char *, int, ...);
 using close_fn = int (*)(int);
@@ -105,7 +93,7 @@ bool trackable(int fd) { return fd >= 0 && fd < kMaxTrackedFd; }
 void note_open(int fd, const char *path)
 {
     if (trackable(fd)) {
-        device_fd[fd].store(path != nullptr && std::strcmp(path, kDevicePath) == 0);
+        device_fd[fd].store(path != nullptr && std::strcmp(path, DM_KDEV_PATH) == 0);
     }
 }
 
@@ -117,55 +105,59 @@ int fail(int err)
     return -1;
 }
 
-bool lookup_ifx(int lsm_key, int llcb_type, int *ifx)
+// The entry of `t` for question (q1, q2), or null; kdev_lock held.
+answer_entry *find_answer(dm_host::table<answer_entry> &t, int q1, int q2)
+{
+    return t.find([&](const answer_entry &x) { return x.q1 == q1 && x.q2 == q2; });
+}
+
+bool look_up(dm_host::table<answer_entry> &t, int q1, int q2, int *answer)
 {
     dm_host::mutex_guard g(kdev_lock);
-    const ifx_entry *e = ifx_of_port.find(
-        [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; });
+    const answer_entry *e = find_answer(t, q1, q2);
     if (e != nullptr) {
-        *ifx = e->ifx;
+        *answer = e->answer;
     }
     return e != nullptr;
 }
 
-bool lookup_lsm_key(int ifx, int *lsm_key)
+void set_answer(dm_host::table<answer_entry> &t, int q1, int q2, int answer)
 {
     dm_host::mutex_guard g(kdev_lock);
-    const key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; });
-    if (e != nullptr) {
-        *lsm_key = e->lsm_key;
+    if (answer_entry *e = find_answer(t, q1, q2)) {
+        e->answer = answer;
+        return;
     }
-    return e != nullptr;
+    t.push(answer_entry{q1, q2, answer});
 }
 
-// Answers one request. The driver reads the 8-byte head and the data it
+// Answers one request. The driver reads the head and the question it
 // announces, and writes only its 32-bit answer over the first 4 bytes.
 int answer(unsigned char *buf)
 {
     if (buf == nullptr) {
         return fail(EFAULT);
     }
-    uint32_t type;
-    int32_t data_len;
-    std::memcpy(&type, buf, sizeof type);
-    std::memcpy(&data_len, buf + sizeof type, sizeof data_len);
+    dm_pd_msg_head_t head;
+    std::memcpy(&head, buf, sizeof head);
+    const unsigned char *question = buf + sizeof head;
     int32_t result;
-    if (type == kAskIfxOfPort) {
-        if (data_len < kPortInfoLen) {
+    if (head.dm_ioctl_msg_type == DM_IOCTL_GET_IFX_FROM_PORT_INFO) {
+        dm_lsm_port_info_t port;
+        if (head.data_len < static_cast<int32_t>(sizeof port)) {
             return fail(EINVAL);
         }
-        int32_t port[2];
-        std::memcpy(port, buf + kHeadLen, sizeof port);
-        if (!lookup_ifx(port[0], port[1], &result)) {
+        std::memcpy(&port, question, sizeof port);
+        if (!look_up(ifx_of_port, port.lsm_key, port.llcb_type, &result)) {
             return fail(ENOENT);
         }
-    } else if (type == kAskLsmKeyOfIfx) {
-        if (data_len < kIfxLen) {
+    } else if (head.dm_ioctl_msg_type == DM_IOCTL_GET_PHYID_FROM_IFX) {
+        int32_t ifx;
+        if (head.data_len < static_cast<int32_t>(sizeof ifx)) {
             return fail(EINVAL);
         }
-        int32_t ifx;
-        std::memcpy(&ifx, buf + kHeadLen, sizeof ifx);
-        if (!lookup_lsm_key(ifx, &result)) {
+        std::memcpy(&ifx, question, sizeof ifx);
+        if (!look_up(key_of_ifx, ifx, 0, &result)) {
             return fail(ENOENT);
         }
     } else {
@@ -232,7 +224,7 @@ int ioctl(int fd, unsigned long request, ...)
     va_start(ap, request);
     void *arg = va_arg(ap, void *);
     va_end(ap);
-    if (request == kDmIoctlRequest && attached.load() && is_device(fd)) {
+    if (request == DM_KDEV_REQUEST && attached.load() && is_device(fd)) {
         requests.fetch_add(1);
         return answer(static_cast<unsigned char *>(arg));
     }
@@ -246,24 +238,10 @@ void dm_host_kdev_attach(bool on) { attached.store(on); }
 
 void dm_host_kdev_set_ifx(int lsm_key, int llcb_type, int ifx)
 {
-    dm_host::mutex_guard g(kdev_lock);
-    if (ifx_entry *e = ifx_of_port.find(
-            [&](const ifx_entry &x) { return x.lsm_key == lsm_key && x.llcb_type == llcb_type; })) {
-        e->ifx = ifx;
-        return;
-    }
-    ifx_of_port.push(ifx_entry{lsm_key, llcb_type, ifx});
+    set_answer(ifx_of_port, lsm_key, llcb_type, ifx);
 }
 
-void dm_host_kdev_set_lsm_key(int ifx, int lsm_key)
-{
-    dm_host::mutex_guard g(kdev_lock);
-    if (key_entry *e = key_of_ifx.find([&](const key_entry &x) { return x.ifx == ifx; })) {
-        e->lsm_key = lsm_key;
-        return;
-    }
-    key_of_ifx.push(key_entry{ifx, lsm_key});
-}
+void dm_host_kdev_set_lsm_key(int ifx, int lsm_key) { set_answer(key_of_ifx, ifx, 0, lsm_key); }
 
 void dm_host_kdev_clear(void)
 {

@@ -33,6 +33,18 @@ lib_modu_handle_t pd_handlers()
     return reg_modules[DP_LIB_MOD_PD];
 }
 
+// Calls the library's handler `f` with `arg`; false when none is registered.
+template <class Fn>
+bool call_pd(Fn lib_modu_handle_t::*f, int arg)
+{
+    const lib_modu_handle_t h = pd_handlers();
+    if (h.*f == nullptr) {
+        return false;
+    }
+    (h.*f)(arg);
+    return true;
+}
+
 addr_lib_pd_frame_t addr_handlers()
 {
     dm_host::mutex_guard g(reg_lock);
@@ -200,25 +212,9 @@ bool dm_host_send_rpc(void *buf, int len, int *ack_len)
     return true;
 }
 
-bool dm_host_batch(int batch_flag)
-{
-    lib_modu_handle_t h = pd_handlers();
-    if (h.data_batch_f == nullptr) {
-        return false;
-    }
-    h.data_batch_f(batch_flag);
-    return true;
-}
+bool dm_host_batch(int batch_flag) { return call_pd(&lib_modu_handle_t::data_batch_f, batch_flag); }
 
-bool dm_host_show(int para)
-{
-    lib_modu_handle_t h = pd_handlers();
-    if (h.debug_show_f == nullptr) {
-        return false;
-    }
-    h.debug_show_f(para);
-    return true;
-}
+bool dm_host_show(int para) { return call_pd(&lib_modu_handle_t::debug_show_f, para); }
 
 bool dm_host_send_msg(int msgid, const void *payload, int len)
 {

@@ -50,8 +50,8 @@ std::set<std::string> header_api()
     std::set<std::string> out;
     const std::regex decl(R"(^DM_API\s+[\w\s\*]*?\b(\w+)\s*\()");
     for (const char *h : {"dm_event", "dm_port_lookup", "dm_split_port", "dm_phy_mgmt",
-                          "dm_pre_inst", "dm_port_num", "dm_card_cfg", "dm_chip_cfg",
-                          "dm_local_port", "dm_lphyid", "dm_chipid", "dm_fc"}) {
+                          "dm_pre_inst", "dm_port_num", "dm_card_table", "dm_chip_cfg",
+                          "dm_local_port", "dm_lphyid", "dm_chipid_query", "dm_fc_lists"}) {
         std::ifstream in(std::string(DM_SOURCE_DIR) + "/api/dm_lib_pd/" + h + ".h");
         EXPECT_TRUE(in.good()) << h;
         std::string line;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "dm_test_env.h"
-#include <dm_lib_pd/dm_card_cfg.h>
+#include <dm_lib_pd/dm_card_table.h>
 #include <dm_lib_pd/dm_ids.h>
 
 namespace {

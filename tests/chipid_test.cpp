@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "dm_test_env.h"
-#include <dm_lib_pd/dm_chipid.h>
+#include <dm_lib_pd/dm_chipid_query.h>
 #include <dm_lib_pd/dm_ids.h>
 
 namespace {

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "dm_test_env.h"
-#include <dm_lib_pd/dm_fc.h>
+#include <dm_lib_pd/dm_fc_lists.h>
 
 namespace {
 

@@ -23,7 +23,7 @@ extern "C" {
  *
  * One dp_lib_chip_info_t per chip type, announced by the data-plane master
  * (data message 4) and kept for the life of the process. The chip type of a
- * unit of a card comes from the card type's record (dm_card_cfg.h); units
+ * unit of a card comes from the card type's record (dm_card_table.h); units
  * are 0..7 whatever a card type claims. Lookups copy the 16-byte record
  * under the table's read lock and answer from the copy; no query holds two
  * tables' locks at once.

@@ -122,12 +122,12 @@ DM_ID_FN int dm_unit_port_phyid(int devid, int slot, int unit, int port)
 /* Device number of a unit_port_phyid (bits 23..18); 0 in the local form. */
 DM_ID_FN int dm_unit_port_devid(int phyid) { return (int)((DM_U32(phyid) >> 18) & 0x3Fu); }
 
+#define DM_PHYID_NOT_PORT (-1) /* dm_phyid_scope(): not a port phyid */
+#define DM_PHYID_LOCAL 0       /* dm_phyid_scope(): a port of this device */
+#define DM_PHYID_GLOBAL 1      /* dm_phyid_scope(): names its device */
 /* Scope of a port phyid: global when it names its device (form 7 always;
  * forms 6 and 8 with a non-zero device field), local when that field is 0,
  * and no port phyid at all for any other form. Pure bit decoding. */
-#define DM_PHYID_NOT_PORT (-1)
-#define DM_PHYID_LOCAL 0
-#define DM_PHYID_GLOBAL 1
 DM_ID_FN int dm_phyid_scope(int phyid)
 {
     int form = dm_phyid_form(phyid);
@@ -184,12 +184,12 @@ DM_ID_FN int dm_lport_phyid_unit(int lport_phyid) { return (int)((DM_U32(lport_p
 /* Chip port of an lport_phyid (bits 8..0). */
 DM_ID_FN int dm_lport_phyid_port(int lport_phyid) { return (int)(DM_U32(lport_phyid) & 0x1FFu); }
 
-/* System port of chip port `port` of chip `unit` in `slot` of device `dev`,
- * by plain arithmetic; nothing is checked (the exported converters of
- * dm_chipid.h check the ranges). dm_sysport_make(1, 3, 1, 10) is 690. */
 #define DM_SYSPORT_PER_DEV 5120 /* system ports of one device */
 #define DM_SYSPORT_PER_SLOT 320 /* system ports of one slot */
 #define DM_SYSPORT_PER_UNIT 40  /* system ports of one chip */
+/* System port of chip port `port` of chip `unit` in `slot` of device `dev`,
+ * by plain arithmetic; nothing is checked (the exported converters of
+ * dm_chipid_query.h check the ranges). dm_sysport_make(1, 3, 1, 10) is 690. */
 DM_ID_FN int dm_sysport_make(int dev, int slot, int unit, int port)
 {
     return (dev - 1) * DM_SYSPORT_PER_DEV + (slot - 1) * DM_SYSPORT_PER_SLOT +
@@ -197,8 +197,8 @@ DM_ID_FN int dm_sysport_make(int dev, int slot, int unit, int port)
 }
 
 /* Slots of the chassis management boards: 30 and 31, and 0 on a box. */
-#define DM_MB_SLOT_LOW 30
-#define DM_MB_SLOT_HIGH 31
+#define DM_MB_SLOT_LOW 30  /* the first management board's slot */
+#define DM_MB_SLOT_HIGH 31 /* the second management board's slot */
 /* True for slot 30 or 31, the main-board slots of a chassis device. */
 DM_ID_FN int dm_lslot_is_chassis_mb(int lslot)
 {

@@ -18,11 +18,11 @@
 #include <dm_lib_pd/dm_phy_mgmt.h>
 #include <dm_lib_pd/dm_pre_inst.h>
 #include <dm_lib_pd/dm_port_num.h>
-#include <dm_lib_pd/dm_card_cfg.h>
+#include <dm_lib_pd/dm_card_table.h>
 #include <dm_lib_pd/dm_chip_cfg.h>
 #include <dm_lib_pd/dm_local_port.h>
 #include <dm_lib_pd/dm_lphyid.h>
-#include <dm_lib_pd/dm_chipid.h>
-#include <dm_lib_pd/dm_fc.h>
+#include <dm_lib_pd/dm_chipid_query.h>
+#include <dm_lib_pd/dm_fc_lists.h>
 
 #endif /* DM_LIB_PD_DM_LIB_PD_H */

@@ -4,8 +4,11 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <span>
+#include <vector>
 
 #include <dm_lib_pd/dm_ids.h>
+#include <dm_kdev.h>
 #include <dp_pd_common.h>
 
 namespace dmsim {
@@ -47,14 +50,19 @@ const Name kDebugLevels[] = {
     {"verbose", 0}, {"detail", 1}, {"warn", 2}, {"error", 3}, {"silent", 4},
 };
 
-// The interface manager's link-layer type of each port type that has one.
-const Name kLlcbOfPortType[] = {
-    {"fe", 6},    {"ge", 7},  {"10g", 8},  {"40g", 10},  {"100g", 11}, {"vmgmt", 41},
-    {"mgmt", 28}, {"25g", 9}, {"50g", 49}, {"200g", 50}, {"400g", 51},
-};
+// The link-layer type (dm_kdev.h) of each port type that has one, under the
+// port type's name.
+const std::vector<Name> kLlcbOfPortType = [] {
+    std::vector<Name> out;
+    for (const Name &n : kPortTypes) {
+        if (const int llcb = dm_kdev_llcb_of_port_type(n.value); llcb != -1) {
+            out.push_back({n.name, llcb});
+        }
+    }
+    return out;
+}();
 
-template <size_t N>
-bool lookup_name(const Name (&names)[N], const std::string &text, int *value)
+bool lookup_name(std::span<const Name> names, const std::string &text, int *value)
 {
     for (const Name &n : names) {
         if (text == n.name) {
@@ -65,8 +73,7 @@ bool lookup_name(const Name (&names)[N], const std::string &text, int *value)
     return false;
 }
 
-template <size_t N>
-const char *name_of(const Name (&names)[N], int value)
+const char *name_of(std::span<const Name> names, int value)
 {
     for (const Name &n : names) {
         if (n.value == value) {
@@ -76,8 +83,7 @@ const char *name_of(const Name (&names)[N], int value)
     return "?";
 }
 
-template <size_t N>
-bool parse_named(const Name (&names)[N], const char *what, const std::string &text, int *value,
+bool parse_named(std::span<const Name> names, const char *what, const std::string &text, int *value,
                  std::string *err)
 {
     if (lookup_name(names, text, value)) {

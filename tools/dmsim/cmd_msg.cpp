@@ -56,8 +56,9 @@ std::string hex_of(const std::vector<uint8_t> &b, size_t from, size_t to)
 bool send_rpc(Session &s, std::vector<uint8_t> req, std::string *err)
 {
     size_t len = req.size();
-    // The reply is written over the request; room for the largest reply.
-    req.resize(std::max<size_t>(len, 16 + 128), 0);
+    // The host copies back its request buffer, the reply written over its
+    // start: room for the request or the largest reply, whichever is larger.
+    req.resize(std::max<size_t>(len, DM_HOST_RPC_REPLY_ROOM), 0);
     int ack_len = -1;
     if (!sent(dm_host_send_rpc(req.data(), static_cast<int>(len), &ack_len), err)) {
         return false;

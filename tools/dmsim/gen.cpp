@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 
+#include <dm_kdev.h>
 #include <dm_lib_pd/dm_ids.h>
 
 #include "msgs.h"
@@ -175,13 +176,6 @@ bool make_card_type(const GenParams &p, int type, dp_lib_card_type_info_t *rec, 
     return build_card_type(Args::from_words(words, 0), rec, err);
 }
 
-// The link-layer type the library asks the kernel about for a port type.
-int llcb_of(int port_type)
-{
-    static const int llcb[] = {6, 7, 8, 10, 11, 41, 28, -1, 9, 49, 50, 51};
-    return port_type >= 0 && port_type < 12 ? llcb[port_type] : -1;
-}
-
 // A plan being made: the parameters, the chassis as it will be, the steps
 // and their counts. Each step below adds one kind of thing to it.
 struct Plan {
@@ -324,8 +318,8 @@ void plan_port(Plan &g, int dev, int slot, int l, const dp_lib_card_type_info_t 
     g.m.apply_port(port);
     g.out.push_back(data_action(DP_LIB_MSG_PORT_INFO, bytes_of(port)));
     if (g.p.kdev && port.ifx != 0) {
-        g.out.push_back(
-            {GenAction::Kind::KdevIfx, {}, {}, {}, port.lsm_key, llcb_of(port.type), port.ifx});
+        const int llcb = dm_kdev_llcb_of_port_type(port.type);
+        g.out.push_back({GenAction::Kind::KdevIfx, {}, {}, {}, port.lsm_key, llcb, port.ifx});
         g.out.push_back({GenAction::Kind::KdevKey, {}, {}, {}, port.ifx, port.lsm_key, 0});
     }
     ++g.sum.ports;

@@ -26,6 +26,23 @@ bool opt_named(const Args &a, const char *name, int *v, Parse parse, std::string
 }
 
 // "a:b" or "a:b:c" items of a comma-separated list, each part a number.
+// Fills the front of `out` from the list option `name` (at most N values, see
+// parse_list), if given: the number of values, or -1 after an error.
+template <class T, size_t N>
+int opt_array(const Args &a, const char *name, T (&out)[N], std::string *err)
+{
+    std::vector<int> values;
+    if (const std::string *text = a.opt(name)) {
+        if (!parse_list(*text, &values, err, N)) {
+            return -1;
+        }
+    }
+    for (size_t i = 0; i < values.size(); ++i) {
+        out[i] = static_cast<T>(values[i]);
+    }
+    return static_cast<int>(values.size());
+}
+
 bool parse_tuples(const std::string &text, size_t parts, std::vector<std::vector<int>> *out,
                   std::string *err)
 {
@@ -96,16 +113,7 @@ bool build_split(const Args &a, uint8_t *is_parent, dp_lib_port_split_info_t *s,
         return false;
     }
     s->def_split_mode = static_cast<uint8_t>(def);
-    std::vector<int> children;
-    if (const std::string *c = a.opt("children")) {
-        if (!parse_list(*c, &children, err, DP_LIB_SPLIT_CHILD_MAX)) {
-            return false;
-        }
-    }
-    for (size_t i = 0; i < children.size(); ++i) {
-        s->child_port_lport[i] = static_cast<uint8_t>(children[i]);
-    }
-    return true;
+    return opt_array(a, "children", s->child_port_lport, err) >= 0;
 }
 
 std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string> &b)
@@ -473,18 +481,13 @@ bool build_chipid(const Args &a, chipid_slot_t *rec, std::string *err)
         }
         rec->gslot = dm_get_gslot_from_lslot(dev, slot, sslot);
     }
-    std::vector<int> ids;
-    if (const std::string *s = a.opt("ids")) {
-        if (!parse_list(*s, &ids, err, CHIPID_SLOT_ID_MAX)) {
-            return false;
-        }
-    }
-    for (size_t i = 0; i < ids.size(); ++i) {
-        rec->id[i] = static_cast<uint16_t>(ids[i]);
+    const int ids = opt_array(a, "ids", rec->id, err);
+    if (ids < 0) {
+        return false;
     }
     int per_unit = 1;
-    int id_num = static_cast<int>(ids.size());
-    int status = ids.empty() ? CHIPID_NONE : CHIPID_VALID;
+    int id_num = ids;
+    int status = ids == 0 ? CHIPID_NONE : CHIPID_VALID;
     if (const std::string *s = a.opt("status")) {
         if (*s == "valid" || *s == "none" || *s == "limit" || *s == "end") {
             status = *s == "valid"   ? CHIPID_VALID

@@ -15,7 +15,7 @@
 #include "dm_diag.h"
 #include "dm_event_bridge.h"
 #include "dm_lock.h"
-#include <dm_lib_pd/dm_fc.h>
+#include <dm_lib_pd/dm_fc_lists.h>
 
 // The port-conversion messages, printed under the name of the entry point
 // that a list's shared code runs for.

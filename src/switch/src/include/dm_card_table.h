@@ -1,11 +1,11 @@
 // The card-type table (dm_card_table.cpp): data message 3 and the record
 // copy-out every area reads card types through; its queries are exported
-// (<dm_lib_pd/dm_card_cfg.h>).
+// (<dm_lib_pd/dm_card_table.h>).
 #pragma once
 
 #include "dm_diag.h"
 #include "dp_pd_common.h"
-#include <dm_lib_pd/dm_card_cfg.h>
+#include <dm_lib_pd/dm_card_table.h>
 
 // Sets the table up; a failure is reported under the caller's name.
 int dm_card_table_init(dm_site at);

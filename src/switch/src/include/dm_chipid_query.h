@@ -3,4 +3,4 @@
 // exported; this header names the source's public area.
 #pragma once
 
-#include <dm_lib_pd/dm_chipid.h>
+#include <dm_lib_pd/dm_chipid_query.h>

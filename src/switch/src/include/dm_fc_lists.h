@@ -1,5 +1,5 @@
 // The startup and saved port-conversion lists (dm_fc_lists.cpp); their
-// queries are exported (<dm_lib_pd/dm_fc.h>).
+// queries are exported (<dm_lib_pd/dm_fc_lists.h>).
 #pragma once
 
 #include "dm_host.h"

@@ -1,5 +1,5 @@
 /*
- * dm_chipid.h - chip-ID allocation queries, fixed chip IDs and system ports.
+ * dm_chipid_query.h - chip-ID allocation queries, fixed chip IDs and system ports.
  *
  * Part of the dm_lib_pd query interface. Unless a function says otherwise:
  * results are 0 on success and -1 on failure; out-parameters are written only
@@ -7,8 +7,8 @@
  * the library is loaded; records are copied out under the owning table's read
  * lock, and no pointer into a table is ever handed out.
  */
-#ifndef DM_LIB_PD_CHIPID_H
-#define DM_LIB_PD_CHIPID_H
+#ifndef DM_LIB_PD_CHIPID_QUERY_H
+#define DM_LIB_PD_CHIPID_QUERY_H
 
 #include <stdbool.h>
 
@@ -131,4 +131,4 @@ DM_API int dm_get_dev_slot_unit_port_from_sysport(int sysport, int *dev, int *sl
 }
 #endif
 
-#endif /* DM_LIB_PD_CHIPID_H */
+#endif /* DM_LIB_PD_CHIPID_QUERY_H */

@@ -1,5 +1,5 @@
 /*
- * dm_card_cfg.h - card-type configuration queries.
+ * dm_card_table.h - card-type configuration queries.
  *
  * Part of the dm_lib_pd query interface. Unless a function says otherwise:
  * results are 0 on success and -1 on failure; out-parameters are written only
@@ -7,8 +7,8 @@
  * the library is loaded; records are copied out under the owning table's read
  * lock, and no pointer into a table is ever handed out.
  */
-#ifndef DM_LIB_PD_CARD_CFG_H
-#define DM_LIB_PD_CARD_CFG_H
+#ifndef DM_LIB_PD_CARD_TABLE_H
+#define DM_LIB_PD_CARD_TABLE_H
 
 #include <stdbool.h>
 
@@ -86,4 +86,4 @@ DM_API int dm_get_my_lchips(int **units);
 }
 #endif
 
-#endif /* DM_LIB_PD_CARD_CFG_H */
+#endif /* DM_LIB_PD_CARD_TABLE_H */

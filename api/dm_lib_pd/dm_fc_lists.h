@@ -1,5 +1,5 @@
 /*
- * dm_fc.h - startup and saved port-conversion (Ethernet / Fibre Channel) lists.
+ * dm_fc_lists.h - startup and saved port-conversion (Ethernet / Fibre Channel) lists.
  *
  * Part of the dm_lib_pd query interface. Unless a function says otherwise:
  * results are 0 on success and -1 on failure; out-parameters are written only
@@ -7,8 +7,8 @@
  * the library is loaded; records are copied out under the owning table's read
  * lock, and no pointer into a table is ever handed out.
  */
-#ifndef DM_LIB_PD_FC_H
-#define DM_LIB_PD_FC_H
+#ifndef DM_LIB_PD_FC_LISTS_H
+#define DM_LIB_PD_FC_LISTS_H
 
 #include <stdbool.h>
 
@@ -50,4 +50,4 @@ DM_API int dm_get_fc_save_cfg(dm_convert_cfg_t **cfg, int *num);
 }
 #endif
 
-#endif /* DM_LIB_PD_FC_H */
+#endif /* DM_LIB_PD_FC_LISTS_H */
