@@ -1,7 +1,7 @@
 // Fuzz target: a whole conversation with the library. The input decodes into
-// a sequence of steps (every data message kind, chip-ID data, batch ends,
-// show commands, port-validity requests, changes of the host's view of the
-// chassis, raw messages and queries of every family); after each step the
+// a sequence of steps (the table-changing data messages, chip-ID data, batch
+// ends, show commands, changes of the host's view of the chassis and queries
+// of every family; the single-message targets cover the rest); after each step the
 // tables that step touched are checked, and at the end all of them:
 //   - a record found under a key holds that key, and is the same record
 //     under each of its other keys;
@@ -12,8 +12,7 @@
 //     them leaves the table as it was.
 // Keys come from small ranges, so that steps meet each other's records.
 // Every input starts from the same state: the start-up step removes what the
-// previous input left (the pre-installed card list, taken once per process,
-// is the one thing that carries over, and its model with it).
+// previous input left.
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -58,9 +57,6 @@ void reset()
          {DP_LIB_MSG_MY_LPORT_CFG, DP_LIB_MSG_FC_START_CFG_BEGIN, DP_LIB_MSG_FC_SAVE_CFG_BEGIN}) {
         send(msgid, zero);
     }
-    for (int i = 0; i < 4; ++i) {
-        send(DP_LIB_MSG_PHY_MGMT_IFX, dp_lib_phy_mgmt_ifx_msg_t{1 + i / 2, 0, i % 2, 0, {}});
-    }
     // Batch chip-ID data releasing every slot.
     std::vector<chipid_slot_t> none(64);
     for (int g = 0; g < 64; ++g) {
@@ -70,7 +66,6 @@ void reset()
     const std::vector<uint8_t> buf = dmstandin::addr_sync(ADDR_LIB_BS_SYNC, none);
     dm_host_addr_data(buf.data(), static_cast<int>(buf.size()));
     seen = touched{};
-    dmfuzz::set_rpc_answer(0, 0);
 }
 
 // ---- steps: each reads its fields from the input, sends, updates the models and
@@ -185,20 +180,6 @@ void step_my_lport(Reader &in)
     }
     send_bytes(DP_LIB_MSG_MY_LPORT_CFG, dmstandin::lport_payload(recs, n));
     m.lports = recs;  // a negative count leaves the table empty, as no records do
-    m.raw_sent.erase(DP_LIB_MSG_MY_LPORT_CFG);
-}
-
-void step_phy_mgmt(Reader &in)
-{
-    dp_lib_phy_mgmt_ifx_msg_t msg = {};
-    msg.dev_id = in.u8() % 4;
-    msg.ifx = in.u8() & 7;
-    msg.lport = in.i8() % 3;
-    msg.mgmt_mode = static_cast<uint8_t>(in.u8() % 3);
-    send(DP_LIB_MSG_PHY_MGMT_IFX, msg);
-    if (msg.dev_id >= 1 && msg.dev_id <= 2 && msg.lport >= 0 && msg.lport <= 1) {
-        m.mgmt[msg.dev_id][msg.lport] = msg.ifx;
-    }
 }
 
 // The list a port-conversion step names, and its model.
@@ -213,8 +194,6 @@ void step_fc_begin(Reader &in)
     send(fc_msg(list, DP_LIB_MSG_FC_START_CFG_BEGIN), num);
     if (num >= 0 && num <= kFcNumMax) {
         m.fc[static_cast<size_t>(list)] = fc_model{std::vector<dm_convert_cfg_t>(num), {}, false};
-        const int begin = fc_msg(list, DP_LIB_MSG_FC_START_CFG_BEGIN);  // begin, chunk, over
-        m.raw_sent.erase(m.raw_sent.lower_bound(begin), m.raw_sent.lower_bound(begin + 3));
     }
 }
 
@@ -249,22 +228,6 @@ void step_fc_over(Reader &in)
     fc_model &f = m.fc[static_cast<size_t>(list)];
     f.committed = f.staging;
     f.over = true;
-}
-
-void step_pre_inst(Reader &in)
-{
-    dp_lib_per_inst_info_t msg = {};
-    msg.len = in.i16() % 300;
-    const int cnt = in.u8() % 9;
-    for (int i = 0; i < cnt; ++i) {
-        msg.info[i].dev = static_cast<uint8_t>(in.u8() & 3);
-        msg.info[i].slot = msg.info[i].sslot = static_cast<uint8_t>(in.u8() & 7);
-    }
-    send(DP_LIB_MSG_PORT_PRE_INST_DONE, msg);
-    if (!pre_inst.taken) {
-        pre_inst.taken = true;
-        pre_inst.list.assign(msg.info, msg.info + std::clamp(msg.len, 0, DP_LIB_PER_INST_MAX));
-    }
 }
 
 void step_chipid_data(Reader &in)
@@ -305,26 +268,6 @@ void step_chipid_data(Reader &in)
     }
 }
 
-void step_rpc(Reader &in)
-{
-    const int dev = in.u8() & 3;
-    const dm_port_valid_t req = {
-        dm_node_make(dev, in.u8() & 31), in.u8(), static_cast<uint8_t>(in.u8() & 1), {}};
-    const int control = in.u8();
-    dmfuzz::set_rpc_answer((control & 0x80) != 0 ? -1 : 0, (control & 0x7F) * 2 - 4);
-    struct {
-        dp_lib_msg_h_t head;
-        dm_port_valid_t req;
-        uint8_t spare[128];
-    } msg = {};
-    const bool short_req = (control & 0x40) != 0;
-    msg.head = {0, DP_LIB_MSG_PORT_VALID, DP_LIB_MOD_PD, short_req ? 8 : 12};
-    msg.req = req;
-    int ack = -1;
-    dm_host_send_rpc(&msg, static_cast<int>(sizeof msg.head) + msg.head.len, &ack);
-    DM_FUZZ_CHECK(ack == -1 || (!short_req && ack >= 4 && ack <= 28), ack);
-}
-
 void step_identity(Reader &in)
 {
     // The slots of the ports' cards, slot 0, and the management-board slots.
@@ -344,26 +287,6 @@ void step_identity(Reader &in)
     }
 }
 
-// A message as raw bytes: any identifier, module and length. One that the
-// dispatcher accepts may change a table this target models; that model is
-// then left unchecked until a step of its own makes it known again.
-void step_raw(Reader &in)
-{
-    const int msgid = in.u8() % 18;
-    const int module = in.u8() % 4 == 0 ? 0 : 1;
-    const int delta = in.i8();
-    const int n = in.u8() % 64;
-    std::vector<uint8_t> payload(static_cast<size_t>(n));
-    in.bytes(payload.data(), payload.size());
-    std::vector<uint8_t> buf = dmstandin::dp_message(msgid, module, payload);
-    const int32_t len = (delta & 3) == 0 ? n + (delta >> 2) : n;
-    std::memcpy(buf.data() + offsetof(dp_lib_msg_h_t, len), &len, sizeof len);
-    if (!dmfuzz::is_large_list_begin(buf.data(), buf.size())) {
-        dm_host_send_data(buf.data(), static_cast<int>(buf.size()));
-        m.raw_sent.insert(msgid);
-    }
-}
-
 // The steps in the order of their codes, and the check each is followed by.
 struct step_kind {
     void (*run)(Reader &);
@@ -376,21 +299,17 @@ const step_kind kSteps[] = {
     {step_card_cfg, check_cards},
     {step_chip_cfg, check_chips},
     {step_my_lport, check_lports},
-    {step_phy_mgmt, check_mgmt},
     {step_fc_begin, check_fc},
     {step_fc_chunk, check_fc},
     {step_fc_over, check_fc},
-    {step_pre_inst, check_pre_inst},
     {step_chipid_data, check_chipids},
     {[](Reader &in) { dm_host_batch(in.u8() % 3); }, nullptr},
     {[](Reader &in) {
          dm_host_show(std::array{6, 9, 10, 11, 12, 13}[in.u8() % 6]);
      },
      nullptr},
-    {step_rpc, nullptr},
     {step_identity, check_cards},
     {[](Reader &in) { dm_host_set_bs_over((in.u8() & 1) != 0); }, nullptr},
-    {step_raw, nullptr},
     {step_query, nullptr},
 };
 

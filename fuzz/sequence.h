@@ -42,23 +42,11 @@ struct model {
     std::map<int, dp_lib_card_type_info_t> cards;  // by card type, the last record sent
     std::map<int, dp_lib_chip_info_t> chips;       // by chip type, the last record sent
     std::vector<dp_lib_lport_t> lports;            // this card's local port list
-    IFINDEX mgmt[3][2] = {};                       // management ports by device and port
     std::array<fc_model, 2> fc;                    // the startup and the saved list
     int my_card_type = 0;                          // this card's type, as the host says
-    // Identifiers of raw messages sent since the model of their table was last
-    // known: such a message may have changed the table behind the model.
-    std::set<int> raw_sent;
-    bool known(int msgid) const { return raw_sent.count(msgid) == 0; }
 };
 
 extern model m;
-
-// The pre-installed list is taken once per process; its model lives as long.
-struct pre_inst_model {
-    bool taken = false;
-    std::vector<dm_per_inst_card_info_t> list;
-};
-extern pre_inst_model pre_inst;
 
 // Keys the current input touched, for the per-step and final checks.
 struct touched {
@@ -75,9 +63,7 @@ void check_cards();
 void check_chips();
 void check_lports();
 void check_fc();
-void check_mgmt();
 void check_chipids();
-void check_pre_inst();
 void check_all();
 
 // A getter's array is the caller's: scribbled over and freed, the next copy

@@ -8,7 +8,6 @@
 namespace dmseq {
 
 model m;
-pre_inst_model pre_inst;
 touched seen;
 
 // The record under a port's dm_phyid holds that key (the generator stores
@@ -127,9 +126,6 @@ void check_cards()
 
 void check_chips()
 {
-    if (!m.known(DP_LIB_MSG_CHIP_CFG)) {
-        return;
-    }
     for (const auto &[type, want] : m.chips) {
         DM_FUZZ_CHECK(dm_get_chip_family(type) == want.chip_family, type);
         DM_FUZZ_CHECK(dm_get_chip_cmic_port_by_type(type) == want.cmic_port, type);
@@ -140,9 +136,6 @@ void check_chips()
 // the list that has it.
 void check_lports()
 {
-    if (!m.known(DP_LIB_MSG_MY_LPORT_CFG)) {
-        return;
-    }
     DM_FUZZ_CHECK(dm_get_my_lport_num() == static_cast<int>(m.lports.size()),
                   dm_get_my_lport_num());
     for (int unit = 0; unit < 2; ++unit) {
@@ -172,10 +165,6 @@ void check_fc()
 {
     for (int list = 0; list < 2; ++list) {
         const fc_model &f = m.fc[static_cast<size_t>(list)];
-        const int begin = list == 0 ? DP_LIB_MSG_FC_START_CFG_BEGIN : DP_LIB_MSG_FC_SAVE_CFG_BEGIN;
-        if (!m.known(begin) || !m.known(begin + 1) || !m.known(begin + 2)) {
-            continue;  // begin, chunk or over sent raw
-        }
         for (int round = 0; round < 2; ++round) {
             dm_convert_cfg_t *cfg = nullptr;
             int num = -1;
@@ -190,42 +179,6 @@ void check_fc()
                     num);
             }
             scribble_and_free(cfg, static_cast<size_t>(num));
-        }
-    }
-}
-
-void check_mgmt()
-{
-    if (!m.known(DP_LIB_MSG_PHY_MGMT_IFX)) {
-        return;
-    }
-    for (IFINDEX ifx = 1; ifx < 8; ++ifx) {
-        // Device, then port: the first port of a device wins, device 2 over device 1.
-        int want_dev = -1;
-        int want_lport = -1;
-        for (int i = 0; i < 4 && want_dev < 0; ++i) {  // (2, 0), (2, 1), (1, 0), (1, 1)
-            if (m.mgmt[2 - i / 2][i % 2] == ifx) {
-                want_dev = 2 - i / 2;
-                want_lport = i % 2;
-            }
-        }
-        const bool known = want_dev > 0;
-        int dev = -1;
-        int lport = -1;
-        const int r = dm_get_devid_lport_from_phy_mgmt_ifx(ifx, &dev, &lport);
-        DM_FUZZ_CHECK((r == 0) == known, static_cast<int>(ifx), r);
-        if (known) {
-            DM_FUZZ_CHECK(dev == want_dev && lport == want_lport, dev, lport);
-        }
-        DM_FUZZ_CHECK(dm_get_devid_from_phy_mgmt_ifx(ifx) == (known ? want_dev : -1),
-                      static_cast<int>(ifx));
-        int phyids[4];
-        int num = 4;
-        if (dm_get_phyid_from_phy_mgmt_ifx(ifx, phyids, &num) == 0) {
-            DM_FUZZ_CHECK(known && (num == 2 || num == 4), num);
-            for (int i = 0; i < num; ++i) {
-                DM_FUZZ_CHECK(dm_phyid_is_phy_mgmt_phyid(phyids[i]), phyids[i]);
-            }
         }
     }
 }
@@ -268,29 +221,6 @@ void check_chipids()
     }
 }
 
-void check_pre_inst()
-{
-    bool is = false;
-    for (int k : seen.ports) {
-        const int r = dm_get_pre_inst_by_phyid(port_unit_phyid(k), &is);
-        if (!pre_inst.taken) {
-            DM_FUZZ_CHECK(r == -2, r);
-            continue;
-        }
-        DM_FUZZ_CHECK(r == 0 || r == -3, r);
-        if (r != 0) {
-            continue;
-        }
-        // lsm_user_slot is the port's slot in every record sent here.
-        bool want = false;
-        for (const dm_per_inst_card_info_t &c : pre_inst.list) {
-            want =
-                want || (c.dev == port_dev(k) && c.slot == port_slot(k) && c.sslot == port_slot(k));
-        }
-        DM_FUZZ_CHECK(is == want, k);
-    }
-}
-
 void check_all()
 {
     check_ports();
@@ -298,9 +228,7 @@ void check_all()
     check_chips();
     check_lports();
     check_fc();
-    check_mgmt();
     check_chipids();
-    check_pre_inst();
 }
 
 }  // namespace dmseq

@@ -477,12 +477,20 @@ TEST_F(BadInputPreInstalledList, WithANegativeCount)
     EXPECT_FALSE(pre_);
 }
 
+// Exactly the 256 entries a list holds: taken silently, the last one counts.
+TEST_F(BadInputPreInstalledList, HoldingExactlyItsMaximum)
+{
+    send_list(DP_LIB_PER_INST_MAX, DP_LIB_PER_INST_MAX - 1, "");
+    EXPECT_TRUE(pre_);
+}
+
 // One too large is cut to the 256 entries present: the last one counts,
 // with one log line per entry and one for the notification.
 TEST_F(BadInputPreInstalledList, ClaimingMoreThanItHolds)
 {
     const int lines_before = dm_host_log_count();
-    send_list(100000, DP_LIB_PER_INST_MAX - 1, "pre inst card num 100000 invalid, taken as 256\n");
+    send_list(DP_LIB_PER_INST_MAX + 1, DP_LIB_PER_INST_MAX - 1,
+              "pre inst card num 257 invalid, taken as 256\n");
     EXPECT_TRUE(pre_);
     EXPECT_EQ(dm_host_log_count(), lines_before + DP_LIB_PER_INST_MAX + 1);
 }

@@ -48,6 +48,11 @@ TEST(FixedIds, Sysports)
     ASSERT_EQ(dm_get_sysport_from_dev_slot_unit_port(1, 3, 1, 10, &sysport), 0);
     EXPECT_EQ(sysport, 690);
     EXPECT_EQ(sysport_decode(690), (std::vector<int>{1, 3, 1, 10}));
+    // Unit 7 and port 31 are the last of their fields.
+    EXPECT_EQ(dm_get_sysport_from_dev_slot_unit_port(1, 3, 7, 31, &sysport), 0);
+    EXPECT_EQ(sysport_decode(sysport), (std::vector<int>{1, 3, 7, 31}));
+    EXPECT_EQ(dm_get_sysport_from_dev_slot_unit_port(1, 3, 8, 0, &sysport), -2);
+    EXPECT_EQ(dm_get_sysport_from_dev_slot_unit_port(1, 3, 0, 32, &sysport), -2);
     // Slot 0 lands below slot 1 (the inverse refuses it); slot 17 spills
     // into the next device.
     ASSERT_EQ(dm_get_sysport_from_dev_slot_unit_port(1, 0, 0, 0, &sysport), 0);

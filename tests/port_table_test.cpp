@@ -137,7 +137,9 @@ std::pair<dp_lib_port_t, dp_lib_port_t> send_two_ports()
 
 TEST(PortTable, InterfaceIndexChanges)
 {
-    const auto [a, b] = send_two_ports();
+    const auto ports = send_two_ports();
+    const dp_lib_port_t &a = ports.first;
+    const dp_lib_port_t &b = ports.second;
     dm_host_set_dbg_level(LIB_DBG_DETAIL);
 
     // To the index B holds: B's ifx becomes 0 and the index leads to A.
@@ -161,7 +163,9 @@ TEST(PortTable, InterfaceIndexChanges)
 
 TEST(PortTable, Removal)
 {
-    const auto [a, b] = send_two_ports();
+    const auto ports = send_two_ports();
+    const dp_lib_port_t &a = ports.first;
+    const dp_lib_port_t &b = ports.second;
     dm_host_set_dbg_level(LIB_DBG_VERBOSE);
     send_rmv(a.phyid);
     const Listing l = show();

@@ -33,8 +33,9 @@ dp_lib_port_split_info_t split(ints ids, ints counts, int def, int first_child =
     return s;
 }
 
-// Modes {1: 4 children, 2: 2 children, 3: none}, default 1, children lports 10..15.
-const dp_lib_port_split_info_t kSplit = split({1, 2, 3}, {4, 2, 0}, 1);
+// Modes {1: 4 children, 2: 2 children, 3: none}, default 2 (not the first),
+// children lports 10..15.
+const dp_lib_port_split_info_t kSplit = split({1, 2, 3}, {4, 2, 0}, 2);
 
 void send_local_ports(std::vector<dp_lib_port_split_info_t> parents)
 {
@@ -121,7 +122,7 @@ ints all_modes(family f, int node, int lport)
 TEST(SplitPort, LocalFamily)
 {
     setup();
-    EXPECT_EQ(LOCAL(0, -1), (ints{0, 1, 110, 111, 112, 113}));  // the default mode
+    EXPECT_EQ(LOCAL(0, -1), (ints{0, 1, 114, 115}));  // the default mode
     EXPECT_EQ(LOCAL(0, 3)[0], -1);  // no children: refused by this family
     EXPECT_EQ(LOCAL_ALL(-1)[0], -1);
     dm_host_set_dbg_level(LIB_DBG_WARN);
@@ -139,8 +140,8 @@ TEST(SplitPort, GlobalFamily)
     // No port record: this card's local port table; a childless mode succeeds.
     EXPECT_EQ(GLOBAL(kMine, 0, 3), (ints{0, 1}));
     // A parent record of another card: its description, the card type's chip ports.
-    send_port(kOther, 7, 1, 107, true, split({2, 5}, {2, 1}, 2, 20));
-    EXPECT_EQ(GLOBAL(kOther, 7, -1), (ints{0, 1, 120, 121}));
+    send_port(kOther, 7, 1, 107, true, split({2, 5}, {2, 1}, 5, 20));
+    EXPECT_EQ(GLOBAL(kOther, 7, -1), (ints{0, 1, 122}));
     EXPECT_EQ(GLOBAL_ALL(kOther, 7), (ints{2, 1, 2, 2, 5, 1, 120, 121, 122}));
     send_port(kOther, 8, 1, 108, true, split({}, {}, 1));
     EXPECT_EQ(GLOBAL_ALL(kOther, 8), (ints{0, 1}));  // no modes: only the unit
@@ -177,7 +178,9 @@ TEST(SplitPort, DescriptionLargerThanItsArraysIsRefused)
     dp_lib_port_split_info_t five_modes = split({1, 2, 3, 4}, {1, 1, 1, 1}, 1);
     five_modes.split_mode_num = 5;
     const dp_lib_port_split_info_t forty_children = split({1, 2, 3}, {16, 16, 8}, 1);
-    setup({five_modes, forty_children});
+    // Four modes and 32 children fill the arrays exactly: accepted.
+    setup({five_modes, forty_children, split({1, 2, 3, 4}, {8, 8, 8, 8}, 1)});
+    EXPECT_EQ(LOCAL_ALL(2).size(), 2u + 8u + 32u);
     send_port(kOther, 0, 2, 200, true, five_modes);
     send_port(kOther, 1, 2, 201, true, forty_children);
 
