@@ -112,8 +112,7 @@ struct FloorIndex {
     void build_hash(size_t n);
     const void *hash_find(int key) const
     {
-        for (uint32_t i = (static_cast<uint32_t>(key) * 2654435761u) & mask;;
-             i = (i + 1) & mask) {
+        for (uint32_t i = (static_cast<uint32_t>(key) * 2654435761u) & mask;; i = (i + 1) & mask) {
             const auto &e = hash[i];
             if (e.second == nullptr || e.first == key) {
                 return e.second;

@@ -291,8 +291,7 @@ void readers_floor(benchmark::State &state)
     reader_loop(state, [&t](const PortKeys &k, bool odd) {
         FloorIndex &index = odd ? t.by_phyid : t.by_ss_phyid;
         dp_lib_port_t copy;
-        return floor_lookup(t, index, odd ? k.dm_phyid : k.slot_lport, &copy) ? copy.ss_phyid
-                                                                                : -1;
+        return floor_lookup(t, index, odd ? k.dm_phyid : k.slot_lport, &copy) ? copy.ss_phyid : -1;
     });
 }
 

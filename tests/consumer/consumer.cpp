@@ -29,7 +29,7 @@ int main()
     dm_host_send_msg(DP_LIB_MSG_PORT_INFO, &port, static_cast<int>(sizeof port));
     int ifindex = 0;
     const bool ok = dm_get_ifindex_from_phyid(dm_unit_port_phyid(2, 6, 0, 17), &ifindex) == 0 &&
-              ifindex == 0x2005;
+                    ifindex == 0x2005;
     dm_host_event_stop();
     std::printf("consumer_cxx: %s\n", ok ? "all answers right" : "wrong answer");
     return ok ? 0 : 1;

@@ -41,7 +41,7 @@ dm_chipid_owner dm_owner_from(uint64_t w)
 
 chipid_slot_t dm_slot_load(int gslot)
 {
-    uint64_t words[kSlotWords];
+    uint64_t words[kSlotWords] = {};  // every word is loaded below; cppcheck cannot tell
     for (int i = 0; i < kSlotWords; ++i) {
         words[i] = tbl.chipid_slot[gslot][i].load(std::memory_order_relaxed);
     }
@@ -93,7 +93,7 @@ chipid_slot_t dm_chipid_writer::slot(int gslot) const { return dm_slot_load(gslo
 
 void dm_chipid_writer::set_slot(int gslot, const chipid_slot_t &rec)
 {
-    uint64_t words[kSlotWords];
+    uint64_t words[kSlotWords] = {};  // every word is loaded below; cppcheck cannot tell
     std::memcpy(words, &rec, sizeof rec);
     for (int i = 0; i < kSlotWords; ++i) {
         tbl.chipid_slot[gslot][i].store(words[i], std::memory_order_relaxed);

@@ -195,8 +195,11 @@ int dm_get_dev_type_from_port_phyid(int port_phyid, int *lc_type)
 int dm_get_poe_support_by_phyid(int phyid, bool *poe_support)
 {
     dp_lib_port_t pinfo;
+    // dm_port_open refuses a null poe_support; the second test only says so
+    // to the static analyser, which does not see into it.
     if (dm_port_open(DM_HERE, poe_support == nullptr, __func__, phyid, &pinfo, -1,
-                     "get pinfo fail!\n") != 0) {
+                     "get pinfo fail!\n") != 0 ||
+        poe_support == nullptr) {
         return -1;
     }
     *poe_support = pinfo.poe_support != 0;
