@@ -80,75 +80,64 @@ struct Lookup {
     std::function<bool()> call;
 };
 
+// A call of a getter of one output, or of two, at `id`.
+template <class Out>
+std::function<bool()> one_out(int (*get)(int, Out *), int id)
+{
+    return [=] {
+        Out out{};
+        return get(id, &out) == 0;
+    };
+}
+std::function<bool()> two_out(int (*get)(int, int *, int *), int id)
+{
+    return [=] {
+        int a = 0;
+        int b = 0;
+        return get(id, &a, &b) == 0;
+    };
+}
+
 // Every port getter, by interface index and by phyids of forms 6, 7 and 8,
 // on a port the table knows in full (interface index and chip ID).
 std::vector<Lookup> every_lookup(const dp_lib_port_t &p)
 {
     const int forms[] = {p.ss_phyid, dm_mod_port_phyid(kChip1, p.chip_portid),
                          dm_unit_port_phyid(1, 3, p.l_chipid, p.chip_portid)};
-    std::vector<Lookup> all;
-    all.push_back({"pinfo_by_ifx", [=] {
-                       dm_port_t out;
-                       return dm_get_pinfo_by_ifx(p.ifx, &out) == 0;
-                   }});
-    all.push_back({"is_on_local_switch",
-                   [=] { return dm_port_is_on_local_switch(static_cast<unsigned>(p.ifx)); }});
-    all.push_back({"phyid_from_ifx", [=] {
-                       int out;
-                       return dm_get_phyid_from_ifx(p.ifx, &out) == 0;
-                   }});
-    all.push_back({"phyid_by_slot_unit_port", [=] {
-                       int out;
-                       return dm_get_phyid_by_slot_unit_port(1, 3, p.l_chipid, p.chip_portid,
-                                                             &out) == 0;
-                   }});
-    all.push_back({"phyid_by_slot_lport", [=] {
-                       int out;
-                       return dm_get_phyid_by_slot_lport(1, 3, p.portid, &out) == 0;
-                   }});
+    std::vector<Lookup> all = {
+        {"pinfo_by_ifx", one_out(dm_get_pinfo_by_ifx, p.ifx)},
+        {"is_on_local_switch",
+         [=] { return dm_port_is_on_local_switch(static_cast<unsigned>(p.ifx)); }},
+        {"phyid_from_ifx", one_out(dm_get_phyid_from_ifx, p.ifx)},
+        {"phyid_by_slot_unit_port",
+         [=] {
+             int out;
+             return dm_get_phyid_by_slot_unit_port(1, 3, p.l_chipid, p.chip_portid, &out) == 0;
+         }},
+        {"phyid_by_slot_lport",
+         [=] {
+             int out;
+             return dm_get_phyid_by_slot_lport(1, 3, p.portid, &out) == 0;
+         }},
+    };
     for (const int id : forms) {
         const std::string f = " form " + std::to_string(dm_phyid_form(id));
-        all.push_back({"chipid_port" + f, [=] {
-                           int a, b;
-                           return dm_get_chipid_port_from_phyid(id, &a, &b) == 0;
-                       }});
-        all.push_back({"pinfo_by_phyid" + f, [=] {
-                           dm_port_t out;
-                           return dm_get_pinfo_by_phyid(id, &out) == 0;
-                       }});
-        all.push_back({"subcard_node" + f, [=] {
-                           int out;
-                           return dm_get_subcard_node_by_phyid(id, &out) == 0;
-                       }});
-        all.push_back({"ifindex" + f, [=] {
-                           int out;
-                           return dm_get_ifindex_from_phyid(id, &out) == 0;
-                       }});
-        all.push_back({"unit_port" + f, [=] {
-                           int a, b;
-                           return dm_get_unit_port_from_phyid(id, &a, &b) == 0;
-                       }});
-        all.push_back({"node_lport" + f, [=] {
-                           int a, b;
-                           return dm_get_node_lport_from_phyid(id, &a, &b) == 0;
-                       }});
-        all.push_back({"sub_node" + f, [=] {
-                           int out;
-                           return dm_get_sub_node_from_port_phyid(id, &out) == 0;
-                       }});
-        all.push_back({"medium_switch" + f, [=] {
-                           bool out;
-                           return dm_get_port_medium_switch(id, &out) == 0;
-                       }});
-        all.push_back({"medium_type" + f, [=] {
-                           int out;
-                           return dm_get_port_medium_type(id, &out) == 0;
-                       }});
-        all.push_back({"port_type" + f, [=] {
-                           int out;
-                           return dm_get_port_type(id, &out) == 0;
-                       }});
-        all.push_back({"is_on_local_device" + f, [=] { return dm_port_is_on_local_device(id); }});
+        const Lookup by_phyid[] = {
+            {"chipid_port", two_out(dm_get_chipid_port_from_phyid, id)},
+            {"pinfo_by_phyid", one_out(dm_get_pinfo_by_phyid, id)},
+            {"subcard_node", one_out(dm_get_subcard_node_by_phyid, id)},
+            {"ifindex", one_out(dm_get_ifindex_from_phyid, id)},
+            {"unit_port", two_out(dm_get_unit_port_from_phyid, id)},
+            {"node_lport", two_out(dm_get_node_lport_from_phyid, id)},
+            {"sub_node", one_out(dm_get_sub_node_from_port_phyid, id)},
+            {"medium_switch", one_out(dm_get_port_medium_switch, id)},
+            {"medium_type", one_out(dm_get_port_medium_type, id)},
+            {"port_type", one_out(dm_get_port_type, id)},
+            {"is_on_local_device", [=] { return dm_port_is_on_local_device(id); }},
+        };
+        for (const Lookup &l : by_phyid) {
+            all.push_back({l.what + f, l.call});
+        }
     }
     return all;
 }

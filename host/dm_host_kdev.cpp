@@ -186,23 +186,20 @@ int open_with(open_fn fn, const char *path, int flags, va_list ap)
 
 extern "C" {
 
-int open(const char *path, int flags, ...)
-{
-    va_list ap;
-    va_start(ap, flags);
-    const int fd = open_with(real_open(), path, flags, ap);
-    va_end(ap);
-    return fd;
-}
-
-int open64(const char *path, int flags, ...)
-{
-    va_list ap;
-    va_start(ap, flags);
-    const int fd = open_with(real_open64(), path, flags, ap);
-    va_end(ap);
-    return fd;
-}
+// open and open64 with the stand-in in front of each one's real function: one
+// body, written out by a macro because a C variadic call cannot be forwarded.
+#define DM_HOST_OPEN(name, real)                             \
+    int name(const char *path, int flags, ...)               \
+    {                                                        \
+        va_list ap;                                          \
+        va_start(ap, flags);                                 \
+        const int fd = open_with((real)(), path, flags, ap); \
+        va_end(ap);                                          \
+        return fd;                                           \
+    }
+DM_HOST_OPEN(open, real_open)
+DM_HOST_OPEN(open64, real_open64)
+#undef DM_HOST_OPEN
 
 // The checked forms a fortified caller uses; they never create a file.
 int __open_2(const char *path, int flags) { return open(path, flags); }

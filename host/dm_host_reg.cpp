@@ -57,24 +57,25 @@ int record_step(const char *name)
     return steps.push(name) ? 0 : -1;
 }
 
-// Hands `len` bytes to `fn` in a heap block of exactly that size, so a
-// handler that reads past the message is caught by the memory checkers
-// rather than reading the caller's neighbouring data.
-template <class Fn>
-void with_exact_copy(const void *buf, int len, Fn fn)
+// Hands `len` bytes to a registered data handler in a heap block of exactly
+// that size, so a handler that reads past the message is caught by the
+// memory checkers rather than reading the caller's neighbouring data (an
+// empty message, or one no copy can be made of, is handed over as it is).
+// False when no handler is registered.
+bool send_exact_copy(void (*handler)(void *, int), const void *buf, int len)
 {
-    if (buf == nullptr || len <= 0) {
-        fn(const_cast<void *>(buf), len);
-        return;
+    if (handler == nullptr) {
+        return false;
     }
-    void *copy = std::malloc(static_cast<size_t>(len));
+    void *copy = (buf == nullptr || len <= 0) ? nullptr : std::malloc(static_cast<size_t>(len));
     if (copy == nullptr) {
-        fn(const_cast<void *>(buf), len);
-        return;
+        handler(const_cast<void *>(buf), len);
+        return true;
     }
     std::memcpy(copy, buf, static_cast<size_t>(len));
-    fn(copy, len);
+    handler(copy, len);
     std::free(copy);
+    return true;
 }
 
 }  // namespace
@@ -180,12 +181,7 @@ void dm_host_run_dbg_init(const char *option)
 
 bool dm_host_send_data(const void *buf, int len)
 {
-    lib_modu_handle_t h = pd_handlers();
-    if (h.data_f == nullptr) {
-        return false;
-    }
-    with_exact_copy(buf, len, [&](void *p, int n) { h.data_f(p, n); });
-    return true;
+    return send_exact_copy(pd_handlers().data_f, buf, len);
 }
 
 bool dm_host_send_rpc(void *buf, int len, int *ack_len)
@@ -239,12 +235,7 @@ bool dm_host_send_msg(int msgid, const void *payload, int len)
 
 bool dm_host_addr_data(const void *buf, int len)
 {
-    addr_lib_pd_frame_t f = addr_handlers();
-    if (f.data_handle == nullptr) {
-        return false;
-    }
-    with_exact_copy(buf, len, [&](void *p, int n) { f.data_handle(p, n); });
-    return true;
+    return send_exact_copy(addr_handlers().data_handle, buf, len);
 }
 
 bool dm_host_addr_batch(int flag)

@@ -23,6 +23,36 @@ std::string hex_bytes(const std::vector<uint8_t> &d)
     return s;
 }
 
+void add_fields(Result *r, const dm_chipid_alloc_t &a)
+{
+    r->add_int("chipid", a.chipid, Fmt::Dec);
+    r->add_int("node", a.node, Fmt::Hex);
+    r->add_int("unit", a.unit, Fmt::Dec);
+    r->add_int("node_type", a.node_type, Fmt::NodeType);
+}
+
+void add_fields(Result *r, const dm_port_valid_t &v)
+{
+    r->add_int("node", v.node, Fmt::Hex);
+    r->add_int("lport", v.lport, Fmt::Dec);
+    r->add_int("valid", v.valid, Fmt::Dec);
+}
+
+// The fields of an event's record, or its bytes marked short when the event
+// carries less than a record.
+template <class Rec>
+void add_record(Result *r, const std::vector<uint8_t> &data)
+{
+    if (data.size() < sizeof(Rec)) {
+        r->add_str("bytes", hex_bytes(data));
+        r->add_int("short", 1, Fmt::Bool);
+        return;
+    }
+    Rec rec;
+    std::memcpy(&rec, data.data(), sizeof rec);
+    add_fields(r, rec);
+}
+
 }  // namespace
 
 std::string app_rpc_reply_text()
@@ -38,39 +68,14 @@ std::string app_rpc_reply_text()
 Result decode_event(int msg_id, const std::vector<uint8_t> &data)
 {
     Result r;
-    const auto raw = [&r, &data](bool is_short) {
-        if (!data.empty() || is_short) {
-            r.add_str("bytes", hex_bytes(data));
-        }
-        if (is_short) {
-            r.add_int("short", 1, Fmt::Bool);
-        }
-    };
     switch (msg_id) {
     case DEV_MSG_CHIPIP_ALLOC:
         r.title = "DEV_MSG_CHIPIP_ALLOC";
-        if (data.size() >= sizeof(dm_chipid_alloc_t)) {
-            dm_chipid_alloc_t a;
-            std::memcpy(&a, data.data(), sizeof a);
-            r.add_int("chipid", a.chipid, Fmt::Dec);
-            r.add_int("node", a.node, Fmt::Hex);
-            r.add_int("unit", a.unit, Fmt::Dec);
-            r.add_int("node_type", a.node_type, Fmt::NodeType);
-        } else {
-            raw(true);
-        }
+        add_record<dm_chipid_alloc_t>(&r, data);
         break;
     case DEV_MSG_PORT_VALID:
         r.title = "DEV_MSG_PORT_VALID";
-        if (data.size() >= sizeof(dm_port_valid_t)) {
-            dm_port_valid_t v;
-            std::memcpy(&v, data.data(), sizeof v);
-            r.add_int("node", v.node, Fmt::Hex);
-            r.add_int("lport", v.lport, Fmt::Dec);
-            r.add_int("valid", v.valid, Fmt::Dec);
-        } else {
-            raw(true);
-        }
+        add_record<dm_port_valid_t>(&r, data);
         break;
     case DEV_MSG_FC_START_CFG_OVER:
     case DEV_MSG_FC_SAVE_CFG:
@@ -78,7 +83,9 @@ Result decode_event(int msg_id, const std::vector<uint8_t> &data)
         r.title = msg_id == DEV_MSG_FC_SAVE_CFG         ? "DEV_MSG_FC_SAVE_CFG"
                   : msg_id == DEV_MSG_FC_START_CFG_OVER ? "DEV_MSG_FC_START_CFG_OVER"
                                                         : "DEV_MSG_PRE_INST_PORT_SYNC_DONE";
-        raw(false);
+        if (!data.empty()) {
+            r.add_str("bytes", hex_bytes(data));
+        }
         break;
     default:
         r.title = "event " + std::to_string(msg_id);

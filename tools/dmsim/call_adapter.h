@@ -5,7 +5,9 @@
 // call_adapter.cpp. Only calls.cpp (the table) includes this header.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <iterator>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -32,35 +34,29 @@ enum class PKind {
     RpcFn,     // dev_rpc_handler
 };
 
+// The kind of each parameter type the call table uses; a type without an
+// adapter does not compile.
 template <class T>
 constexpr PKind kind_of()
 {
-    if constexpr (std::is_same_v<T, int> || std::is_same_v<T, unsigned int>) {
-        return PKind::In;
-    } else if constexpr (std::is_same_v<T, int *>) {
-        return PKind::IntOut;
-    } else if constexpr (std::is_same_v<T, bool *>) {
-        return PKind::BoolOut;
-    } else if constexpr (std::is_same_v<T, dm_port_t *>) {
-        return PKind::PortRec;
-    } else if constexpr (std::is_same_v<T, dp_lib_lport_t *>) {
-        return PKind::LportRec;
-    } else if constexpr (std::is_same_v<T, dp_lib_card_type_info_t *>) {
-        return PKind::CardRec;
-    } else if constexpr (std::is_same_v<T, dm_chipid_alloc_t *>) {
-        return PKind::AllocArr;
-    } else if constexpr (std::is_same_v<T, int **>) {
-        return PKind::LibInts;
-    } else if constexpr (std::is_same_v<T, dm_convert_cfg_t **>) {
-        return PKind::LibCfgs;
-    } else if constexpr (std::is_same_v<T, char *>) {
-        return PKind::CharBuf;
-    } else if constexpr (std::is_same_v<T, dev_event_handler>) {
-        return PKind::EventFn;
-    } else {
-        static_assert(std::is_same_v<T, dev_rpc_handler>, "parameter type without an adapter");
-        return PKind::RpcFn;
-    }
+    using std::is_same_v;
+    constexpr std::pair<bool, PKind> kinds[] = {
+        {is_same_v<T, int> || is_same_v<T, unsigned int>, PKind::In},
+        {is_same_v<T, int *>, PKind::IntOut},
+        {is_same_v<T, bool *>, PKind::BoolOut},
+        {is_same_v<T, dm_port_t *>, PKind::PortRec},
+        {is_same_v<T, dp_lib_lport_t *>, PKind::LportRec},
+        {is_same_v<T, dp_lib_card_type_info_t *>, PKind::CardRec},
+        {is_same_v<T, dm_chipid_alloc_t *>, PKind::AllocArr},
+        {is_same_v<T, int **>, PKind::LibInts},
+        {is_same_v<T, dm_convert_cfg_t **>, PKind::LibCfgs},
+        {is_same_v<T, char *>, PKind::CharBuf},
+        {is_same_v<T, dev_event_handler>, PKind::EventFn},
+        {is_same_v<T, dev_rpc_handler>, PKind::RpcFn},
+    };
+    constexpr auto at = std::ranges::find(kinds, true, &std::pair<bool, PKind>::first) - kinds;
+    static_assert(at < std::ssize(kinds), "parameter type without an adapter");
+    return kinds[at].second;
 }
 
 // One parameter decl of the table, taken apart.

@@ -81,37 +81,52 @@ bool send_rpc(Session &s, std::vector<uint8_t> req, std::string *err)
     return true;
 }
 
-bool cmd_cardtype(Session &s, const Args &a, std::string *err)
+// The first positional word of a command with subcommands (or "" when there
+// is none) and, in *rest, the arguments after it.
+std::string subcommand(const Args &a, Args *rest)
 {
-    auto rec = std::make_unique<dp_lib_card_type_info_t>();
-    if (!only_options(a, "cardtype", err) || !build_card_type(a, rec.get(), err) ||
-        !send_msg(DP_LIB_MSG_CARD_CFG, bytes_of(*rec), err)) {
+    *rest = a;
+    if (rest->pos.empty()) {
+        return "";
+    }
+    const std::string what = rest->pos.front();
+    rest->pos.erase(rest->pos.begin());
+    return what;
+}
+
+// What the model keeps of a record once the library was sent it.
+void enter(Model &m, const dp_lib_card_type_info_t &rec) { m.card_types[rec.card_type] = rec; }
+void enter(Model &m, const dp_lib_chip_info_t &rec) { m.chip_types[rec.chip_type] = rec; }
+void enter(Model &m, const dp_lib_port_t &rec) { m.apply_port(rec); }
+
+// A command of options only (`cmd`) that sends the record they describe as
+// message `msgid` and enters it in the model.
+template <class Rec>
+bool send_record(Session &s, const Args &a, const char *cmd,
+                 bool (*build)(const Args &, Rec *, std::string *), int msgid, std::string *err)
+{
+    auto rec = std::make_unique<Rec>();  // a card-type record is 2 KiB
+    if (!only_options(a, cmd, err) || !build(a, rec.get(), err) ||
+        !send_msg(msgid, bytes_of(*rec), err)) {
         return false;
     }
-    s.model.card_types[rec->card_type] = *rec;
+    enter(s.model, *rec);
     return true;
+}
+
+bool cmd_cardtype(Session &s, const Args &a, std::string *err)
+{
+    return send_record(s, a, "cardtype", build_card_type, DP_LIB_MSG_CARD_CFG, err);
 }
 
 bool cmd_chiptype(Session &s, const Args &a, std::string *err)
 {
-    dp_lib_chip_info_t rec;
-    if (!only_options(a, "chiptype", err) || !build_chip_type(a, &rec, err) ||
-        !send_msg(DP_LIB_MSG_CHIP_CFG, bytes_of(rec), err)) {
-        return false;
-    }
-    s.model.chip_types[rec.chip_type] = rec;
-    return true;
+    return send_record(s, a, "chiptype", build_chip_type, DP_LIB_MSG_CHIP_CFG, err);
 }
 
 bool cmd_port(Session &s, const Args &a, std::string *err)
 {
-    dp_lib_port_t rec;
-    if (!only_options(a, "port", err) || !build_port(a, &rec, err) ||
-        !send_msg(DP_LIB_MSG_PORT_INFO, bytes_of(rec), err)) {
-        return false;
-    }
-    s.model.apply_port(rec);
-    return true;
+    return send_record(s, a, "port", build_port, DP_LIB_MSG_PORT_INFO, err);
 }
 
 bool two_ints(const Args &a, const char *usage, int *x, int *y, std::string *err)
@@ -150,11 +165,8 @@ bool cmd_rmv(Session &s, const Args &a, std::string *err)
 
 bool cmd_lport(Session &s, const Args &a, std::string *err)
 {
-    const std::string what = a.pos.empty() ? "" : a.pos[0];
-    Args rest = a;
-    if (!rest.pos.empty()) {
-        rest.pos.erase(rest.pos.begin());
-    }
+    Args rest;
+    const std::string what = subcommand(a, &rest);
     if (what == "add" && rest.pos.empty()) {
         dp_lib_lport_t rec;
         if (!build_lport(rest, &rec, err)) {
@@ -280,11 +292,8 @@ bool cmd_fc(Session &, const Args &a, std::string *err)
 
 bool cmd_chipid(Session &s, const Args &a, std::string *err)
 {
-    const std::string what = a.pos.empty() ? "" : a.pos[0];
-    Args rest = a;
-    if (!rest.pos.empty()) {
-        rest.pos.erase(rest.pos.begin());
-    }
+    Args rest;
+    const std::string what = subcommand(a, &rest);
     chipid_slot_t rec;
     if (what == "add" && rest.pos.empty()) {
         if (!build_chipid(rest, &rec, err)) {

@@ -40,6 +40,18 @@ int dm_my_unit_chip_type(int unit, int *chip_type)
     return 0;
 }
 
+// The record of the type of the card at `node`, traced under the caller's
+// name; false when the node has no card type or the type is unknown.
+bool dm_node_card_cfg_at(dm_site at, int node, dp_lib_card_type_info_t *cfg)
+{
+    const int card_type = dm_get_dev_phy_type_by_node(node);
+    if (card_type < 0) {
+        DM_DIAG_AT(at, LIB_DBG_WARN, "dm_get_dev_phy_type_by_node ret = %d!\n", card_type);
+        return false;
+    }
+    return dm_card_cfg_at(at, card_type, cfg);
+}
+
 // Appends to `list` the mod_port_phyid of every port of `unit` on the card at
 // `node` that the port table knows, in local-port order; returns the count.
 int dm_collect_chip_ports(const dp_lib_card_type_info_t &cfg, int node, int unit, int chipid,
@@ -148,13 +160,8 @@ int dm_get_port_bmp_from_chipid(int chipid, int **port_phyids, int *port_num)
         DM_WARN("dm_get_node_unit_from_chipid ret=%d!\n", ret);
         return -1;
     }
-    const int card_type = dm_get_dev_phy_type_by_node(node);
-    if (card_type < 0) {
-        DM_WARN("dm_get_dev_phy_type_by_node ret = %d!\n", card_type);
-        return -1;
-    }
     dp_lib_card_type_info_t cfg;
-    if (!DM_CARD_CFG(card_type, &cfg)) {
+    if (!dm_node_card_cfg_at(DM_HERE, node, &cfg)) {
         return -1;
     }
     if (unit < 0 || unit >= cfg.chip_num) {

@@ -147,6 +147,50 @@ int dm_get_port_attr(int phyid, dm_port_attr attr, int *answer)
     return 0;
 }
 
+// The local phyid of a port by the form of its phyid; 0 for an unknown form.
+int dm_lphyid_by_form(int phyid)
+{
+    switch (dm_phyid_form(phyid)) {
+    case DM_PHYID_FORM_SLOT_LPORT:
+        return static_cast<int>(DM_U32(phyid) & ~0x00FF0000u);
+    case DM_PHYID_FORM_MOD_PORT:
+        return dm_get_slot_lport_lphyid_from_phyid(phyid);
+    case DM_PHYID_FORM_UNIT_PORT:
+        // A port in this card's slot number is answered from the local port
+        // table, whatever device the phyid names.
+        if (dm_unit_port_slot(phyid) == dm_get_my_lslotid()) {
+            return dm_get_lphyid_from_unit_port_phyid(phyid);
+        }
+        return dm_get_slot_lport_lphyid_from_phyid(phyid);
+    default:
+        return 0;
+    }
+}
+
+// The global phyid of a port by the form of its local phyid (a form-7
+// phyid is global already); 0 for an unknown form.
+int dm_phyid_by_form(int lphyid)
+{
+    const int form = dm_phyid_form(lphyid);
+    if (form == DM_PHYID_FORM_MOD_PORT) {
+        return lphyid;
+    }
+    if (form == DM_PHYID_FORM_SLOT_LPORT) {
+        return dm_get_phyid_from_slot_lport_lphyid(lphyid);
+    }
+    return form == DM_PHYID_FORM_UNIT_PORT ? dm_get_phyid_from_unit_port_lphyid(lphyid) : 0;
+}
+
+// A conversion of `id` (named `from`) by `convert`, traced under the caller's
+// name before and after as "<from>=0x..", "<to>=0x..".
+int dm_traced_conversion(dm_site at, const char *from, int id, const char *to, int (*convert)(int))
+{
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "%s=0x%X\n", from, static_cast<unsigned>(id));
+    const int out = convert(id);
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "%s=0x%X\n", to, static_cast<unsigned>(out));
+    return out;
+}
+
 }  // namespace
 
 int dm_phyid_is_global(int phyid, bool *is_global)
@@ -165,50 +209,12 @@ int dm_phyid_is_global(int phyid, bool *is_global)
 
 int dm_get_lphyid_from_phyid(int phyid)
 {
-    DM_VERBOSE("phyid=0x%X\n", static_cast<unsigned>(phyid));
-    int lphyid = 0;
-    switch (dm_phyid_form(phyid)) {
-    case DM_PHYID_FORM_SLOT_LPORT:
-        lphyid = static_cast<int>(DM_U32(phyid) & ~0x00FF0000u);
-        break;
-    case DM_PHYID_FORM_MOD_PORT:
-        lphyid = dm_get_slot_lport_lphyid_from_phyid(phyid);
-        break;
-    case DM_PHYID_FORM_UNIT_PORT:
-        // A port in this card's slot number is answered from the local port
-        // table, whatever device the phyid names.
-        if (dm_unit_port_slot(phyid) == dm_get_my_lslotid()) {
-            lphyid = dm_get_lphyid_from_unit_port_phyid(phyid);
-        } else {
-            lphyid = dm_get_slot_lport_lphyid_from_phyid(phyid);
-        }
-        break;
-    default:
-        break;
-    }
-    DM_VERBOSE("lphyid=0x%X\n", static_cast<unsigned>(lphyid));
-    return lphyid;
+    return dm_traced_conversion(DM_HERE, "phyid", phyid, "lphyid", dm_lphyid_by_form);
 }
 
 int dm_get_phyid_from_lphyid(int lphyid)
 {
-    DM_VERBOSE("lphyid=0x%X\n", static_cast<unsigned>(lphyid));
-    int phyid = 0;
-    switch (dm_phyid_form(lphyid)) {
-    case DM_PHYID_FORM_SLOT_LPORT:
-        phyid = dm_get_phyid_from_slot_lport_lphyid(lphyid);
-        break;
-    case DM_PHYID_FORM_MOD_PORT:
-        phyid = lphyid;
-        break;
-    case DM_PHYID_FORM_UNIT_PORT:
-        phyid = dm_get_phyid_from_unit_port_lphyid(lphyid);
-        break;
-    default:
-        break;
-    }
-    DM_VERBOSE("phyid=0x%X\n", static_cast<unsigned>(phyid));
-    return phyid;
+    return dm_traced_conversion(DM_HERE, "lphyid", lphyid, "phyid", dm_phyid_by_form);
 }
 
 int dm_get_lphyid_from_unit_port(int unit, int port)

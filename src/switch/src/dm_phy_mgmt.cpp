@@ -170,11 +170,10 @@ void dm_phy_mgmt_clear(void)
 
 void dp_lib_set_phy_mgmt_ifx(void *data)
 {
-    if (DM_NO_DATA(data)) {
+    dp_lib_phy_mgmt_ifx_msg_t msg;
+    if (!DM_TAKE_MSG(data, &msg)) {
         return;
     }
-    dp_lib_phy_mgmt_ifx_msg_t msg;
-    std::memcpy(&msg, data, sizeof msg);
     DM_VERBOSE("dev_id = %d, ifx = %u!\n", msg.dev_id, msg.ifx);
     if (!dm_mgmt_dev_ok(msg.dev_id)) {
         DM_VERBOSE("invalid dev_id: %d\r\n", msg.dev_id);

@@ -62,6 +62,7 @@ dm_port_slot dm_rmv_inval_port_in_port_lock(dm_port_writer &w, const dp_lib_port
 }
 
 // How an add ended; reported once the table is released.
+// The index failures come last, in the order dp_lib_add_port names them.
 enum class dm_add_result {
     ok,
     no_memory,
@@ -207,43 +208,42 @@ void dm_lib_show_port_info_action(const dp_lib_port_t &p)
 
 void dp_lib_add_port(void *data)
 {
-    if (DM_NO_DATA(data)) {
+    dp_lib_port_t in;
+    if (!DM_TAKE_MSG(data, &in)) {
         return;
     }
-    dp_lib_port_t in;
-    std::memcpy(&in, data, sizeof in);
     DM_VERBOSE("dp_lib_add_port phyid = 0x%x!\n", in.phyid);
 
     const dm_add_result result = dm_add_port_in_port_lock(in);
-    switch (result) {
-    case dm_add_result::ok:
+    if (result == dm_add_result::ok) {
         DM_VERBOSE("get add port success!\n");
-        break;
-    case dm_add_result::no_memory:
-        DM_ERROR("malloc fail\n");
-        break;
-    case dm_add_result::phyid_index:
-        DM_ERROR("fail to insert dm_port_phyid_root(0x%X)\n", in.phyid);
-        break;
-    case dm_add_result::ss_phyid_index:
-        DM_ERROR("fail to insert dm_port_ss_phyid_root(0x%X)\n", in.ss_phyid);
-        break;
-    case dm_add_result::lsm_key_index:
-        DM_ERROR("fail to insert dm_port_lsm_key_root(0x%X)\n", in.lsm_key);
-        break;
-    case dm_add_result::ifx_index:
-        DM_ERROR("fail to insert dm_ifx_root(0x%X)\n", in.ifx);
-        break;
+        return;
     }
+    if (result == dm_add_result::no_memory) {
+        DM_ERROR("malloc fail\n");
+        return;
+    }
+    // The index that refused the record, named with the key it refused.
+    const struct {
+        const char *index;
+        int32_t key;
+    } refused[] = {
+        {"dm_port_phyid_root", in.phyid},
+        {"dm_port_ss_phyid_root", in.ss_phyid},
+        {"dm_port_lsm_key_root", in.lsm_key},
+        {"dm_ifx_root", in.ifx},
+    };
+    const auto &r =
+        refused[static_cast<int>(result) - static_cast<int>(dm_add_result::phyid_index)];
+    DM_ERROR("fail to insert %s(0x%X)\n", r.index, r.key);
 }
 
 void dp_lib_set_ifx(void *data)
 {
-    if (DM_NO_DATA(data)) {
+    dp_lib_port_ifx_msg_t msg;
+    if (!DM_TAKE_MSG(data, &msg)) {
         return;
     }
-    dp_lib_port_ifx_msg_t msg;
-    std::memcpy(&msg, data, sizeof msg);
     DM_DETAIL("phyid = 0x%x , ifx = 0x%x!\n", msg.phyid, msg.ifx);
 
     if (!dm_set_ifx_in_port_lock(msg)) {
@@ -255,11 +255,10 @@ void dp_lib_set_ifx(void *data)
 
 void dp_lib_rmv_port(void *data)
 {
-    if (DM_NO_DATA(data)) {
+    int32_t dm_phyid;
+    if (!DM_TAKE_MSG(data, &dm_phyid)) {
         return;
     }
-    int32_t dm_phyid;
-    std::memcpy(&dm_phyid, data, sizeof dm_phyid);
     DM_VERBOSE("dp_lib_rmv_port phyid = %x!\n", dm_phyid);
     dp_rmv_port_by_dmphyid(dm_phyid);
     DM_VERBOSE("get remove port success!\n");

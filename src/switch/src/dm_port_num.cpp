@@ -102,36 +102,40 @@ private:
     int num_ = 0;
 };
 
+// The lowest (or, when `highest`, the highest) local port of the card in
+// slot `slotid` of device `devno`, traced under the query's name. The highest
+// is found as dm_get_max_lport_by_card_type finds it, with its trace.
+int dm_slot_lport_end_at(dm_site at, int devno, int slotid, bool highest, int *answer)
+{
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "dev=%d, slot=%d!\n", devno, slotid);
+    if (answer == nullptr) {
+        DM_DIAG_AT(at, LIB_DBG_ERROR, "invalid parameter\n");
+        return -1;
+    }
+    const int card_type = dm_get_dev_phy_type(devno, slotid, 0);
+    if (card_type < 0) {
+        if (highest) {
+            DM_DIAG_AT(at, LIB_DBG_WARN, "dm_get_dev_phy_type fail\n");
+        }
+        return -1;
+    }
+    if (highest) {
+        return dm_get_max_lport_by_card_type(card_type, answer);
+    }
+    DM_DIAG_AT(at, LIB_DBG_VERBOSE, "cardtype=%d!\n", card_type);
+    return dm_lport_end_at(at, card_type, false, "min", answer);
+}
+
 }  // namespace
 
 int dm_get_min_port_num(int devno, int slotid, int *min_port)
 {
-    DM_VERBOSE("dev=%d, slot=%d!\n", devno, slotid);
-    if (min_port == nullptr) {
-        DM_ERROR("invalid parameter\n");
-        return -1;
-    }
-    const int card_type = dm_get_dev_phy_type(devno, slotid, 0);
-    if (card_type < 0) {
-        return -1;
-    }
-    DM_VERBOSE("cardtype=%d!\n", card_type);
-    return dm_lport_end_at(DM_HERE, card_type, false, "min", min_port);
+    return dm_slot_lport_end_at(DM_HERE, devno, slotid, false, min_port);
 }
 
 int dm_get_max_port_num(int devno, int slotid, int *max_port)
 {
-    DM_VERBOSE("dev=%d, slot=%d!\n", devno, slotid);
-    if (max_port == nullptr) {
-        DM_ERROR("invalid parameter\n");
-        return -1;
-    }
-    const int card_type = dm_get_dev_phy_type(devno, slotid, 0);
-    if (card_type < 0) {
-        DM_WARN("dm_get_dev_phy_type fail\n");
-        return -1;
-    }
-    return dm_get_max_lport_by_card_type(card_type, max_port);
+    return dm_slot_lport_end_at(DM_HERE, devno, slotid, true, max_port);
 }
 
 int dm_get_local_card_max_port(int slot, int sub_slot, int *max_port)

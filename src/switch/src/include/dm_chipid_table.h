@@ -42,24 +42,20 @@ chipid_slot_t dm_chipid_slot_copy(int gslot);
 dm_chipid_owner dm_chipid_owner_of(int chipid);
 
 // A hold that keeps writers out while a query walks the whole reverse table.
-class dm_chipid_scan {
+class dm_chipid_scan : dm_hold {
 public:
     dm_chipid_scan();
     ~dm_chipid_scan();
-    dm_chipid_scan(const dm_chipid_scan &) = delete;
-    dm_chipid_scan &operator=(const dm_chipid_scan &) = delete;
 
     int alloc_num() const;
     dm_chipid_owner owner(int chipid) const;
 };
 
 // The writer's hold: the writers' lock and the counter odd for its lifetime.
-class dm_chipid_writer {
+class dm_chipid_writer : dm_hold {
 public:
     dm_chipid_writer();
     ~dm_chipid_writer();
-    dm_chipid_writer(const dm_chipid_writer &) = delete;
-    dm_chipid_writer &operator=(const dm_chipid_writer &) = delete;
 
     chipid_slot_t slot(int gslot) const;
     void set_slot(int gslot, const chipid_slot_t &rec);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstring>
 
 #include "dm_host.h"
 
@@ -77,6 +78,20 @@ inline bool dm_no_data(dm_site at, const void *data)
     return data == nullptr;
 }
 #define DM_NO_DATA(data) dm_no_data(DM_HERE, (data))
+
+// A data message handler's copy of its fixed-size payload (which may be
+// unaligned) into `msg`: false, after the dm_no_data message under the
+// handler's name, when there is none.
+template <class Msg>
+bool dm_take_msg(dm_site at, const void *data, Msg *msg)
+{
+    if (dm_no_data(at, data)) {
+        return false;
+    }
+    std::memcpy(msg, data, sizeof *msg);
+    return true;
+}
+#define DM_TAKE_MSG(data, msg) dm_take_msg(DM_HERE, (data), (msg))
 
 // Levels of the port-conversion messages.
 enum {

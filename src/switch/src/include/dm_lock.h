@@ -68,45 +68,51 @@ struct DM_CAPABILITY("rwlock") dm_index {
 inline pthread_rwlock_t *dm_native(dm_rwlock &l) { return &l.rw; }
 inline pthread_rwlock_t *dm_native(dm_index &i) { return &i.tree.rwlock; }
 
-// Holds a read-write lock for reading for the guard's scope.
-class DM_SCOPED dm_read_guard {
+// Base of every guard and table hold: a hold stays in the scope that took
+// it, so it can be neither copied nor moved.
+class dm_hold {
 public:
-    template <class Lock>
-    explicit dm_read_guard(Lock &lock) DM_ACQUIRE_SHARED(lock) : rw_(dm_native(lock))
-    {
-        pthread_rwlock_rdlock(rw_);
-    }
-    ~dm_read_guard() DM_RELEASE_GENERIC() { pthread_rwlock_unlock(rw_); }
-    dm_read_guard(const dm_read_guard &) = delete;
-    dm_read_guard &operator=(const dm_read_guard &) = delete;
+    dm_hold(const dm_hold &) = delete;
+    dm_hold &operator=(const dm_hold &) = delete;
 
-private:
-    pthread_rwlock_t *rw_;
+protected:
+    dm_hold() = default;
+    ~dm_hold() = default;
 };
 
-// Holds a read-write lock for writing for the guard's scope.
-class DM_SCOPED dm_write_guard {
+// Holds a read-write lock for the guard's scope: for reading when `Shared`
+// (dm_read_guard), for writing otherwise (dm_write_guard).
+template <bool Shared>
+class DM_SCOPED dm_rw_guard : dm_hold {
 public:
     template <class Lock>
-    explicit dm_write_guard(Lock &lock) DM_ACQUIRE(lock) : rw_(dm_native(lock))
-    {
-        pthread_rwlock_wrlock(rw_);
-    }
-    ~dm_write_guard() DM_RELEASE() { pthread_rwlock_unlock(rw_); }
-    dm_write_guard(const dm_write_guard &) = delete;
-    dm_write_guard &operator=(const dm_write_guard &) = delete;
+    requires Shared explicit dm_rw_guard(Lock &lock) DM_ACQUIRE_SHARED(lock) : rw_(take(lock)) {}
+    template <class Lock>
+    requires(!Shared) explicit dm_rw_guard(Lock &lock) DM_ACQUIRE(lock) : rw_(take(lock)) {}
+    ~dm_rw_guard() DM_RELEASE_GENERIC() { pthread_rwlock_unlock(rw_); }
 
 private:
+    template <class Lock>
+    static pthread_rwlock_t *take(Lock &lock)
+    {
+        pthread_rwlock_t *rw = dm_native(lock);
+        if constexpr (Shared) {
+            pthread_rwlock_rdlock(rw);
+        } else {
+            pthread_rwlock_wrlock(rw);
+        }
+        return rw;
+    }
     pthread_rwlock_t *rw_;
 };
+using dm_read_guard = dm_rw_guard<true>;
+using dm_write_guard = dm_rw_guard<false>;
 
 // Holds a mutex for the guard's scope.
-class DM_SCOPED dm_mutex_guard {
+class DM_SCOPED dm_mutex_guard : dm_hold {
 public:
     explicit dm_mutex_guard(dm_mutex &m) DM_ACQUIRE(m) : mu_(&m.mu) { pthread_mutex_lock(mu_); }
     ~dm_mutex_guard() DM_RELEASE() { pthread_mutex_unlock(mu_); }
-    dm_mutex_guard(const dm_mutex_guard &) = delete;
-    dm_mutex_guard &operator=(const dm_mutex_guard &) = delete;
 
 private:
     pthread_mutex_t *mu_;

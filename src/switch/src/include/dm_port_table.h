@@ -61,12 +61,10 @@ bool dm_port_snapshot(dm_port_view_copy (&views)[kDmPortKeys]);
 // One message handler's hold on the table: the writers' lock and the
 // sequence counter odd for the object's lifetime. Everything that changes the
 // table goes through one of these; writers are the host's message threads.
-class dm_port_writer {
+class dm_port_writer : dm_hold {
 public:
     dm_port_writer();
     ~dm_port_writer();
-    dm_port_writer(const dm_port_writer &) = delete;
-    dm_port_writer &operator=(const dm_port_writer &) = delete;
 
     // The slot the view leads `key` to, or kDmNoPort.
     dm_port_slot find(dm_port_key by, int key) const;
