@@ -495,24 +495,6 @@ TEST_F(BadInputPreInstalledList, ClaimingMoreThanItHolds)
     EXPECT_EQ(dm_host_log_count(), lines_before + DP_LIB_PER_INST_MAX + 1);
 }
 
-// An application reply longer than the room it was given is refused, not
-// copied: the requester gets -1 alone.
-TEST_F(BadInput, PortValidityRepliesThatDoNotFit)
-{
-    const bytes valid = bytes_of(dm_port_valid_t{dm_node_make(1, 1), 3, 1, {}});
-    for (const auto &[reply, diag] : std::vector<std::pair<size_t, std::string>>{
-             {125, "rpc reply length 125 out of range!\n"}}) {
-        dmtest::set_rpc_reply(0, bytes(reply, 7));
-        bytes buf = message(DP_LIB_MSG_PORT_VALID, 12, valid) + bytes(128);
-        int ack_len = -99;
-        expect_refused([&] { dm_host_send_rpc(buf.data(), 28, &ack_len); }, diag);
-        ASSERT_EQ(ack_len, 4);
-        int32_t result;
-        std::memcpy(&result, buf.data(), sizeof result);
-        EXPECT_EQ(result, -1);
-    }
-}
-
 TEST_F(BadInput, DebugOptionsShowsAndBatchFlagsTheLibraryDoesNotKnow)
 {
     for (const char *option : {"FCDBG 1", "fcdbg1", "fcdbg", " fcdbg 1", "", "fc dbg 1"}) {
