@@ -230,6 +230,10 @@ TEST(Frame, ShowCommandsAndTheDebugOption)
     EXPECT_EQ(next_level(), 4);  // unchanged at 3
     dm_host_run_dbg_init("fcdbg ");
     EXPECT_EQ(next_level(), 1);  // nothing after the blank reads as 0
+    dm_host_run_dbg_init("fcdbg 2147483647");
+    EXPECT_EQ(next_level(), 3);  // the largest level still cycles: 2^31 mod 5
+    dm_host_run_dbg_init("fcdbg -7");
+    EXPECT_EQ(next_level(), -1);  // a negative level stays negative: -6 rem 5
 }
 
 // The library is never unloaded: after the host's dlclose its event thread
