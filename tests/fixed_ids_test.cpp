@@ -18,10 +18,10 @@ TEST(FixedIds, RefusalsSayWhy)
         {[&] { return dm_get_sysport_from_dev_slot_unit_port(1, 3, 8, 0, &p); },
          "input arguments error, dev=1 slot=3 unit=8 port=0\r\n"},
     };
-    for (const auto &[call, diag] : rows) {
+    for (const auto &row : rows) {
         int ret = 0;
-        const std::string out = dmtest::capture_stdout([&] { ret = call(); });
-        EXPECT_EQ(ret, -2) << diag;
-        EXPECT_TRUE(dmtest::has(out, diag)) << out;
+        const std::string out = dmtest::capture_stdout([&] { ret = row.first(); });
+        EXPECT_EQ(ret, -2) << row.second;
+        EXPECT_TRUE(dmtest::has(out, row.second)) << out;
     }
 }

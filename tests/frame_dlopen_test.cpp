@@ -23,44 +23,19 @@ void *load_library()
     return lib;
 }
 
-std::vector<std::string> thread_names()
+bool has_thread(const std::string &name)
 {
-    std::vector<std::string> names;
+    bool found = false;
     DIR *d = opendir("/proc/self/task");
     while (dirent *e = d ? readdir(d) : nullptr) {
-        if (e->d_name[0] == '.') {
-            continue;
-        }
         std::ifstream comm(std::string("/proc/self/task/") + e->d_name + "/comm");
-        std::string name;
-        std::getline(comm, name);
-        names.push_back(name);
+        std::string line;
+        found |= e->d_name[0] != '.' && std::getline(comm, line) && line == name;
     }
     if (d) {
         closedir(d);
     }
-    return names;
-}
-
-bool has_thread(const std::string &name)
-{
-    for (const auto &n : thread_names()) {
-        if (n == name) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::vector<uint8_t> message(int msgid, int module, int len, const void *payload, int payload_len)
-{
-    dp_lib_msg_h_t h = {1, msgid, module, len};
-    std::vector<uint8_t> buf(sizeof h + static_cast<size_t>(payload_len));
-    std::memcpy(buf.data(), &h, sizeof h);
-    if (payload_len > 0) {
-        std::memcpy(buf.data() + sizeof h, payload, static_cast<size_t>(payload_len));
-    }
-    return buf;
+    return found;
 }
 
 TEST(Frame, LoadRegistersAndInitStartsTheNamedEventThread)
@@ -137,11 +112,12 @@ struct RpcReply {
     std::vector<uint8_t> buf;
 };
 
-RpcReply port_valid(int node, int lport, uint8_t valid, int module = DP_LIB_MOD_PD, int len = 12)
+RpcReply port_valid(int node, int lport, uint8_t valid, int module = DP_LIB_MOD_PD)
 {
-    dm_port_valid_t req = {node, lport, valid, {0, 0, 0}};
     RpcReply r;
-    r.buf = message(DP_LIB_MSG_PORT_VALID, module, len, &req, sizeof req);
+    r.buf =
+        dmstandin::dp_message(DP_LIB_MSG_PORT_VALID, module,
+                              dmstandin::bytes_of(dm_port_valid_t{node, lport, valid, {0, 0, 0}}));
     // The request is 28 bytes; the buffer has the host's room for the reply.
     const int req_len = static_cast<int>(r.buf.size());
     r.buf.resize(DM_HOST_RPC_REPLY_ROOM);

@@ -114,30 +114,20 @@ int read_once(int k, int alt)
     return bad;
 }
 
-// Removes, re-indexes, refreshes or re-keys every port, then moves one slot
-// to its other chip-ID set.
-// Port k's turn in a round: removed, re-indexed, or re-sent (refreshed or
-// re-keyed), one of `kinds` turns.
-void churn(int k, int round, int kinds)
-{
-    const dp_lib_port_t p = port(k, round * 3 + k % 3);
-    switch ((round + k) % kinds) {
-    case 0:
-        dmtest::send(DP_LIB_MSG_PORT_RMV, p.phyid);
-        break;
-    case 1:
-        dmtest::send(DP_LIB_MSG_PORT_IFX, dp_lib_port_ifx_msg_t{p.phyid, ifx_of(k, round + 1)});
-        break;
-    default:
-        dmtest::send(DP_LIB_MSG_PORT_INFO, p);
-        break;
-    }
-}
-
+// Removes, re-indexes or re-sends (refreshed or re-keyed) every port, then
+// moves one slot to its other chip-ID set.
 void write_round(int round)
 {
     for (int k = 0; k < kPorts; ++k) {
-        churn(k, round, 5);
+        const dp_lib_port_t p = port(k, round * 3 + k % 3);
+        const int turn = (round + k) % 5;
+        if (turn == 0) {
+            dmtest::send(DP_LIB_MSG_PORT_RMV, p.phyid);
+        } else if (turn == 1) {
+            dmtest::send(DP_LIB_MSG_PORT_IFX, dp_lib_port_ifx_msg_t{p.phyid, ifx_of(k, round + 1)});
+        } else {
+            dmtest::send(DP_LIB_MSG_PORT_INFO, p);
+        }
     }
     const int slot = 1 + round % 3;
     send_chipids(slot, round % 2, false);
