@@ -50,27 +50,17 @@ void query_split(dmfuzz::Reader &in, int which)
     ints children(DP_LIB_SPLIT_CHILD_MAX);
     ints ids(DP_LIB_SPLIT_MODE_MAX);
     ints nums(DP_LIB_SPLIT_MODE_MAX);
-    int r = 0;
-    switch (which) {
-    case 0:
-        r = dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, children.data(), &num);
-        break;
-    case 1:
-        r = dm_local_get_child_unit_port_with_all_mode(lport, &unit, ids.data(), children.data(), nums.data());
-        break;
-    case 2:
-        r = dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, children.data(), &num);
-        break;
-    case 3:
-        r = dm_get_child_unit_port_with_all_mode(node, lport, &unit, ids.data(), nums.data(), children.data());
-        break;
-    case 4:
-        r = dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, children.data(), &num);
-        break;
-    default:
-        r = dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, ids.data(), nums.data(), children.data());
-        break;
-    }
+    int *c = children.data();
+    const int r =
+        which == 0 ? dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, c, &num)
+        : which == 1
+            ? dm_local_get_child_unit_port_with_all_mode(lport, &unit, ids.data(), c, nums.data())
+        : which == 2 ? dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, c, &num)
+        : which == 3
+            ? dm_get_child_unit_port_with_all_mode(node, lport, &unit, ids.data(), nums.data(), c)
+        : which == 4 ? dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, c, &num)
+                     : dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, ids.data(),
+                                                                nums.data(), c);
     if (which % 2 == 0) {
         DM_FUZZ_CHECK(r != 0 || (num >= 0 && num <= DP_LIB_SPLIT_CHILD_MAX), num);
     } else {
