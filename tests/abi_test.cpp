@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <set>
@@ -42,19 +43,17 @@ std::set<std::string> nm_symbols(const std::string &flags)
     return out;
 }
 
-std::set<std::string> header_api()
+// The names `decl` captures, line by line, in the given files.
+std::set<std::string> declared(const std::vector<std::string> &paths, const char *decl)
 {
     std::set<std::string> out;
-    const std::regex decl(R"(^DM_API\s+[\w\s\*]*?\b(\w+)\s*\()");
-    for (const char *h : {"dm_event", "dm_port_lookup", "dm_split_port", "dm_phy_mgmt",
-                          "dm_pre_inst", "dm_port_num", "dm_card_table", "dm_chip_cfg",
-                          "dm_local_port", "dm_lphyid", "dm_chipid_query", "dm_fc_lists"}) {
-        std::ifstream in(std::string(DM_SOURCE_DIR) + "/api/dm_lib_pd/" + h + ".h");
-        EXPECT_TRUE(in.good()) << h;
-        std::string line;
-        std::smatch m;
-        while (std::getline(in, line)) {
-            if (std::regex_search(line, m, decl)) {
+    const std::regex re(decl);
+    std::smatch m;
+    for (const std::string &path : paths) {
+        std::ifstream in(path);
+        EXPECT_TRUE(in.good()) << path;
+        for (std::string line; std::getline(in, line);) {
+            if (std::regex_search(line, m, re)) {
                 out.insert(m[1]);
             }
         }
@@ -73,7 +72,11 @@ TEST(Abi, ExportsExactlyTheDocumentedApi)
             exported.insert(s);
         }
     }
-    EXPECT_EQ(exported, header_api());
+    std::vector<std::string> headers;
+    for (const auto &e : std::filesystem::directory_iterator(DM_SOURCE_DIR "/api/dm_lib_pd")) {
+        headers.push_back(e.path());
+    }
+    EXPECT_EQ(exported, declared(headers, R"(^DM_API\s+[\w\s\*]*?\b(\w+)\s*\()"));
 }
 
 TEST(Abi, NeedsOnlyTheRuntimeAndTheHostInterface)
@@ -84,15 +87,9 @@ TEST(Abi, NeedsOnlyTheRuntimeAndTheHostInterface)
     GTEST_SKIP() << "dependencies are checked in builds without sanitizers";
 #endif
     // The host interface: what include/dm_host.h declares.
-    std::set<std::string> host;
-    std::ifstream in(std::string(DM_SOURCE_DIR) + "/include/dm_host.h");
-    const std::regex decl(R"(^(?:extern\s+)?\w[\w\s\*]*?\b(\w+)\s*(?:\(|\[\]|;))");
-    std::smatch m;
-    for (std::string line; std::getline(in, line);) {
-        if (std::regex_search(line, m, decl)) {
-            host.insert(m[1]);
-        }
-    }
+    const std::set<std::string> host =
+        declared({DM_SOURCE_DIR "/include/dm_host.h"},
+                 R"(^(?:extern\s+)?\w[\w\s\*]*?\b(\w+)\s*(?:\(|\[\]|;))");
     // The C and C++ runtimes version their symbols; the toolchain's own hooks
     // are not versioned.
     const std::regex runtime(R"(.*@(GLIBC|GLIBCXX|CXXABI|GCC)_.*|_ITM_.*|__gmon_start__)");
