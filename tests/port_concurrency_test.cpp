@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <string>
 #include <thread>
 #include <vector>
 

@@ -15,13 +15,6 @@
 
 namespace {
 
-std::string send_zeroed(int msgid)
-{
-    // Long enough for every handler; all counts inside read as 0.
-    std::vector<uint8_t> payload(sizeof(dp_lib_card_type_info_t), 0);
-    return dmtest::capture_stdout([&] { dmtest::send_bytes(msgid, payload); });
-}
-
 TEST(Routing, EveryDataMessageReachesItsOwnHandler)
 {
     dm_host_set_dbg_level(LIB_DBG_VERBOSE);
@@ -43,8 +36,10 @@ TEST(Routing, EveryDataMessageReachesItsOwnHandler)
         {13, {12, "dm_fc_lib_save_cfg_over"}},
         {15, {13, "per inst card"}},  // checked in the log below
     };
+    // Long enough for every handler; all counts inside read as 0.
+    const std::vector<uint8_t> zeroed(sizeof(dp_lib_card_type_info_t), 0);
     for (int msgid = 0; msgid < DP_LIB_PD_MSG_MAX; ++msgid) {
-        const std::string out = send_zeroed(msgid);
+        const std::string out = dmtest::capture_stdout([&] { dmtest::send_bytes(msgid, zeroed); });
         const auto it = routes.find(msgid);
         if (it == routes.end()) {
             EXPECT_NE(out.find("msg " + std::to_string(msgid) + " is not support!\n"),
