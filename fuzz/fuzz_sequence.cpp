@@ -264,7 +264,8 @@ void step_chipid_data(Reader &in)
     append(buf, recs.data(), recs.size() * sizeof(chipid_slot_t));
     dm_host_addr_data(buf.data(), delivered);
     if (len_mode == 3) {
-        dm_host_addr_data(buf.data(), 8);  // shorter than the header itself
+        // Cut anywhere: inside the header or inside a record.
+        dm_host_addr_data(buf.data(), in.u8() % delivered);
     }
 }
 

@@ -200,6 +200,11 @@ void check_chipids()
         DM_FUZZ_CHECK(dm_get_node_unit_from_chipid(a.chipid, &node, &unit) == 0, a.chipid);
         DM_FUZZ_CHECK(node == a.node && unit == a.unit, a.chipid);
     }
+    // A capacity one short of the count is refused and writes nothing.
+    int small = num - 1;
+    DM_FUZZ_CHECK(
+        num == 0 || (dm_get_alloced_chipid(list.data(), &small) == -4 && small == num - 1), num,
+        small);
     for (int gslot : seen.gslots) {
         const int node = dm_get_phyid_from_gslot(gslot);
         int firsts[16];

@@ -8,13 +8,7 @@ namespace {
 
 // Heap arrays of exactly the size a query's contract asks for, so a write
 // past them is caught.
-struct ints {
-    explicit ints(size_t n) : p(static_cast<int *>(std::calloc(n, sizeof(int)))) {}
-    ~ints() { std::free(p); }
-    ints(const ints &) = delete;
-    ints &operator=(const ints &) = delete;
-    int *p;
-};
+using ints = std::vector<int>;
 
 // A query's arguments: a port key and a raw 32-bit value from the input,
 // and room for what it answers.
@@ -56,27 +50,17 @@ void query_split(dmfuzz::Reader &in, int which)
     ints children(DP_LIB_SPLIT_CHILD_MAX);
     ints ids(DP_LIB_SPLIT_MODE_MAX);
     ints nums(DP_LIB_SPLIT_MODE_MAX);
-    int r = 0;
-    switch (which) {
-    case 0:
-        r = dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, children.p, &num);
-        break;
-    case 1:
-        r = dm_local_get_child_unit_port_with_all_mode(lport, &unit, ids.p, children.p, nums.p);
-        break;
-    case 2:
-        r = dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, children.p, &num);
-        break;
-    case 3:
-        r = dm_get_child_unit_port_with_all_mode(node, lport, &unit, ids.p, nums.p, children.p);
-        break;
-    case 4:
-        r = dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, children.p, &num);
-        break;
-    default:
-        r = dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, ids.p, nums.p, children.p);
-        break;
-    }
+    int *c = children.data();
+    const int r =
+        which == 0 ? dm_local_get_child_unit_port_by_spe_mode(lport, mode, &unit, c, &num)
+        : which == 1
+            ? dm_local_get_child_unit_port_with_all_mode(lport, &unit, ids.data(), c, nums.data())
+        : which == 2 ? dm_get_child_unit_port_by_spe_mode(node, lport, mode, &unit, c, &num)
+        : which == 3
+            ? dm_get_child_unit_port_with_all_mode(node, lport, &unit, ids.data(), nums.data(), c)
+        : which == 4 ? dm_get_child_unit_port_by_spe_mode_gms(node, lport, mode, &unit, c, &num)
+                     : dm_get_child_unit_port_with_all_mode_gms(node, lport, &unit, ids.data(),
+                                                                nums.data(), c);
     if (which % 2 == 0) {
         DM_FUZZ_CHECK(r != 0 || (num >= 0 && num <= DP_LIB_SPLIT_CHILD_MAX), num);
     } else {
@@ -98,7 +82,7 @@ void query_poe_ports(args &q)
 {
     ints ports(DP_LIB_CARD_LPORT_MAX);
     int num = DP_LIB_CARD_LPORT_MAX;
-    if (dm_get_poe_support_port(q.k & 7, ports.p, &num) == 0) {
+    if (dm_get_poe_support_port(q.k & 7, ports.data(), &num) == 0) {
         DM_FUZZ_CHECK(num >= 0 && num <= DP_LIB_CARD_LPORT_MAX, num);
     }
 }
@@ -108,7 +92,7 @@ void query_multi_lport(args &q)
     const int room = 1 + (q.k & 7);
     ints lports(static_cast<size_t>(room));
     int num = room;
-    if (dm_get_my_card_multi_lport(lports.p, &num) == 0) {
+    if (dm_get_my_card_multi_lport(lports.data(), &num) == 0) {
         DM_FUZZ_CHECK(num >= 0 && num <= room, num, room);
     }
 }
@@ -117,7 +101,7 @@ void query_dev_chipids(args &q)
 {
     ints all(kChipidNum);
     int num = 0;
-    DM_FUZZ_CHECK(dm_get_chipid_range_by_dev(q.k % 4, all.p, &num) == 0, q.k);
+    DM_FUZZ_CHECK(dm_get_chipid_range_by_dev(q.k % 4, all.data(), &num) == 0, q.k);
     DM_FUZZ_CHECK(num >= 0 && num <= kChipidNum, num);
 }
 
@@ -128,7 +112,7 @@ void query_mgmt_lists(args &q)
     ints list(static_cast<size_t>(room > 0 ? room : 1));
     for (auto get : {dm_get_phyid_list_from_phy_mgmt_ifx, dm_get_phyid_from_phy_mgmt_ifx}) {
         int num = room;
-        if (get(static_cast<IFINDEX>(q.a & 7), list.p, &num) == 0) {
+        if (get(static_cast<IFINDEX>(q.a & 7), list.data(), &num) == 0) {
             DM_FUZZ_CHECK(num <= room, num, room);
         }
     }
@@ -211,9 +195,9 @@ const query_fn kQueries[] = {
     [](args &q) { dm_get_phy_mgmt_phyid_from_dev_slot(q.k % 4, q.a % 300); },
     [](args &q) {
         ints children(DP_LIB_SPLIT_CHILD_MAX);
-        dm_local_get_child_unit_port_from_lport(q.k & 31, &q.x, children.p, &q.y);
-        dm_get_child_unit_port_from_node_lport(q.node(), q.k & 31, &q.x, children.p, &q.y);
-        dm_get_child_unit_port_from_node_lport_gms(q.node(), q.k & 31, &q.x, children.p, &q.y);
+        dm_local_get_child_unit_port_from_lport(q.k & 31, &q.x, children.data(), &q.y);
+        dm_get_child_unit_port_from_node_lport(q.node(), q.k & 31, &q.x, children.data(), &q.y);
+        dm_get_child_unit_port_from_node_lport_gms(q.node(), q.k & 31, &q.x, children.data(), &q.y);
     },
     query_dbg_option,
 };

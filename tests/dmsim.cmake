@@ -1,20 +1,10 @@
-# dmsim's tests: its own parts as a unit test, and scripts run by the
-# program: golden outputs (tests/dmsim/NAME.dms beside NAME.out), expect-based
-# scenarios (tests/dmsim/NAME.dms alone), the example scripts, and the check
-# that `call` reaches every exported function. Set DMSIM_UPDATE=1 in the
+# dmsim's tests, scripts run by the program (expect_fail.dms shows that
+# expectations compare values and report what fails): golden outputs
+# (tests/dmsim/NAME.dms beside NAME.out), expect-based scenarios
+# (tests/dmsim/NAME.dms alone), the example scripts, and the check that
+# `call` reaches every exported function. Set DMSIM_UPDATE=1 in the
 # environment to rewrite the golden outputs from what dmsim prints.
-set(DMSIM_SRC ${PROJECT_SOURCE_DIR}/tools/dmsim)
 set(DMSIM_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/dmsim)
-
-# The parts that need neither the host nor a terminal are built into the
-# unit test itself, so it runs also when the simulator is not built.
-if(TARGET dmsim_unit_test)
-  target_sources(dmsim_unit_test PRIVATE
-    ${DMSIM_SRC}/args.cpp ${DMSIM_SRC}/result.cpp ${DMSIM_SRC}/msgs.cpp ${DMSIM_SRC}/model.cpp
-    ${DMSIM_SRC}/gen.cpp ${DMSIM_SRC}/picture.cpp ${DMSIM_SRC}/calls.cpp
-    ${DMSIM_SRC}/call_adapter.cpp)
-  target_include_directories(dmsim_unit_test PRIVATE ${DMSIM_SRC})
-endif()
 
 if(NOT TARGET dmsim)
   return()

@@ -52,11 +52,4 @@ TEST(Ids, PortTableKeysDropWhatDoesNotFit)
     EXPECT_EQ(dm_phyid_form(static_cast<int>(0xF0000000u)), 0xF0);
 }
 
-TEST(Ids, SysportArithmetic)
-{
-    EXPECT_EQ(dm_sysport_make(2, 1, 0, 0), 5120);
-    EXPECT_EQ(dm_sysport_make(1, 17, 0, 0), 5120);
-    EXPECT_EQ(dm_sysport_make(1, 0, 0, 0), -320);
-}
-
 }  // namespace

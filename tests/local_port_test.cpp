@@ -2,10 +2,8 @@
 // scripted configuration scenario: keys held twice, no table against an
 // empty one, the show, the management board's answers for other slots from
 // their card types, and replacement while readers convert.
-#include <atomic>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "dm_test_env.h"
@@ -149,50 +147,4 @@ TEST(LocalPort, ManagementBoardAnswersForOtherSlots)
     out = dmtest::capture_stdout(
         [&] { EXPECT_EQ(dm_local_get_unit_port_from_slot_lport(4, 5, &unit, &port), -1); });
     EXPECT_TRUE(has(out, "slot 3 is not manage board\r\n"));
-}
-
-// Readers convert while the list is replaced again and again; each answer
-// must come from one of the two lists, never from a mix or a freed one.
-TEST(LocalPortConcurrency, ReplaceWhileReadersConvert)
-{
-    this_card_in_slot(kMySlot);
-    dm_host_set_dbg_level(LIB_DBG_END);
-    constexpr int kPorts = 24;
-    std::vector<dp_lib_lport_t> list_a, list_b;
-    for (int l = 1; l <= kPorts; ++l) {
-        list_a.push_back(rec(l, dm_lport_phyid_make(0, l + 10)));
-        list_b.push_back(rec(l, dm_lport_phyid_make(1, l + 40)));
-    }
-    list_b.pop_back();  // the two lists differ in size too
-    send_lports(list_a);
-
-    std::atomic<bool> stop{false};
-    std::atomic<int> bad{0}, rounds{0};
-    auto reader = [&] {
-        while (!stop.load()) {
-            ++rounds;
-            for (int l = 1; l <= kPorts; ++l) {
-                int unit = -1, port = -1, slot = 0, lport = -1;
-                if (dm_local_get_unit_port_from_slot_lport(kMySlot, l, &unit, &port) == 0 &&
-                    !(unit == 0 && port == l + 10) && !(unit == 1 && port == l + 40)) {
-                    ++bad;
-                }
-                if (dm_local_get_slot_lport_from_unit_port(l % 2, l % 2 ? l + 40 : l + 10, &slot,
-                                                           &lport) == 0 &&
-                    lport != l) {
-                    ++bad;
-                }
-            }
-            const int n = dm_get_my_lport_num();
-            bad += n != kPorts && n != kPorts - 1;
-        }
-    };
-    std::thread r1(reader), r2(reader);
-    for (int i = 0; i < 300 || rounds.load() < 200; ++i) {
-        send_lports(i % 2 ? list_a : list_b);
-    }
-    stop = true;
-    r1.join();
-    r2.join();
-    EXPECT_EQ(bad.load(), 0);
 }

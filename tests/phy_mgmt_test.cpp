@@ -1,6 +1,6 @@
 // Management ports as the host and an application see them, beyond the
-// scripted management scenario: the mode across entries, conversion edges,
-// show 9, the self-test and the log test.
+// scripted management scenario (which has the conversions and their edges):
+// the mode across entries, show 9, the self-test and the log test.
 #include <string>
 #include <vector>
 
@@ -36,22 +36,6 @@ TEST(PhyMgmt, TheLastModeWinsAndZeroClears)
               (std::vector<int>{0x0F011E01, 0x0F011F01, 0x0F021E01, 0x0F021F01, -7, -7, -7}));
     send_mgmt(2, 0, 1, 0);  // 0 clears
     EXPECT_EQ(dm_get_devid_from_phy_mgmt_ifx(77), -1);
-}
-
-// The worked conversions are in the scripted management scenario; these are
-// the edges it leaves out.
-TEST(PhyMgmt, ConversionEdges)
-{
-    int dev = -9, slot = -9;
-    EXPECT_EQ(dm_get_node_from_phy_mgmt_phyid(0x0F013E00), 0x0103E000);  // slot byte 62 is kept
-    EXPECT_EQ(dm_get_dev_slot_from_phy_mgmt_phyid(0x0F011E02, &dev, &slot), -1);
-    EXPECT_EQ(dev, -9);
-    // Refused: slot 29, a sub-slot, a slot that would spill out of its byte.
-    for (int bad : {dm_get_phy_mgmt_phyid_from_dev_slot(1, 29),
-                    dm_get_phy_mgmt_phyid_from_dev_slot(1, (1 << 10) | 30),
-                    dm_get_phy_mgmt_phyid_from_dev_slot_lport(1, 0x8000 | 30, 0)}) {
-        EXPECT_EQ(bad, -1);
-    }
 }
 
 TEST(PhyMgmt, ShowSelfTestAndLogTest)

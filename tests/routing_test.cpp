@@ -1,28 +1,19 @@
 // The message vocabulary end to end: every data-message identifier reaches
 // its own handler (in table order) or is reported as unsupported, every show
 // parameter runs its own show or nothing, the request-reply table answers
-// only the port-validity request, and every device event reaches the
-// application with its payload size.
+// only the port-validity request. (Each device event is checked where it is
+// raised: chip-ID, port-conversion and pre-installed tests.)
 #include <cstring>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "addr_common.h"
 #include "dm_test_env.h"
 #include <dm_lib_pd/dm_ids.h>
 
 namespace {
-
-std::string send_zeroed(int msgid)
-{
-    // Long enough for every handler; all counts inside read as 0.
-    std::vector<uint8_t> payload(sizeof(dp_lib_card_type_info_t), 0);
-    return dmtest::capture_stdout([&] { dmtest::send_bytes(msgid, payload); });
-}
 
 TEST(Routing, EveryDataMessageReachesItsOwnHandler)
 {
@@ -45,8 +36,10 @@ TEST(Routing, EveryDataMessageReachesItsOwnHandler)
         {13, {12, "dm_fc_lib_save_cfg_over"}},
         {15, {13, "per inst card"}},  // checked in the log below
     };
+    // Long enough for every handler; all counts inside read as 0.
+    const std::vector<uint8_t> zeroed(sizeof(dp_lib_card_type_info_t), 0);
     for (int msgid = 0; msgid < DP_LIB_PD_MSG_MAX; ++msgid) {
-        const std::string out = send_zeroed(msgid);
+        const std::string out = dmtest::capture_stdout([&] { dmtest::send_bytes(msgid, zeroed); });
         const auto it = routes.find(msgid);
         if (it == routes.end()) {
             EXPECT_NE(out.find("msg " + std::to_string(msgid) + " is not support!\n"),
@@ -97,44 +90,6 @@ TEST(Routing, OnlyThePortValidityRequestIsAnswered)
         dm_host_send_rpc(buf.data(), static_cast<int>(buf.size()), &ack_len);
         EXPECT_EQ(ack_len, msgid == DP_LIB_MSG_PORT_VALID ? 4 : -7) << msgid;
     }
-}
-
-TEST(Routing, EveryDeviceEventReachesTheApplication)
-{
-    dmtest::start_app();
-    struct {
-        addr_lib_sync_head_t head;
-        chipid_slot_t slot;
-    } sync = {};
-    sync.head = {static_cast<int32_t>(sizeof sync), ADDR_LIB_BS_SYNC, 1};
-    sync.slot.status = CHIPID_VALID;
-    sync.slot.gslot = 3;
-    sync.slot.idnum_per_unit = 1;
-    sync.slot.id_num = 1;
-    sync.slot.id[0] = 40;
-    dm_host_addr_data(&sync, sizeof sync);
-    dm_host_batch(SYNC_BATCH_OVER);
-    dm_host_send_msg(DP_LIB_MSG_FC_START_CFG_OVER, nullptr, 0);
-    dm_host_send_msg(DP_LIB_MSG_FC_SAVE_CFG_OVER, nullptr, 0);
-    const dp_lib_per_inst_info_t none = {};
-    dmtest::send(DP_LIB_MSG_PORT_PRE_INST_DONE, none);
-
-    const auto got = dmtest::wait_events(4);
-    ASSERT_EQ(got.size(), 4u);
-    const std::vector<std::pair<int, size_t>> want = {
-        {DEV_MSG_CHIPIP_ALLOC, sizeof(dm_chipid_alloc_t)},
-        {DEV_MSG_FC_START_CFG_OVER, 0},
-        {DEV_MSG_FC_SAVE_CFG, 0},
-        {DEV_MSG_PRE_INST_PORT_SYNC_DONE, 0}};
-    for (size_t i = 0; i < want.size(); ++i) {
-        EXPECT_EQ(got[i].msg_id, want[i].first);
-        EXPECT_EQ(got[i].data.size(), want[i].second);
-    }
-    dm_chipid_alloc_t alloc;
-    std::memcpy(&alloc, got[0].data.data(), sizeof alloc);
-    EXPECT_EQ(alloc.chipid, 40);
-    EXPECT_EQ(alloc.node, dm_node_make(1, 3));
-    EXPECT_EQ(alloc.node_type, DM_TYPE_BOX);
 }
 
 }  // namespace

@@ -35,7 +35,6 @@ inline std::vector<Event> wait_events(size_t n, int timeout_ms = 2000)
 {
     return dmstandin::app_wait_events(n, timeout_ms);
 }
-inline void clear_events() { dmstandin::app_clear_events(); }
 
 // What the application's RPC handler answers next: its result and reply bytes
 // (default: 0 and none). A reply longer than the room the library gives is
