@@ -43,7 +43,7 @@ chipid_slot_t dm_slot_load(int gslot)
 {
     uint64_t words[kSlotWords] = {};  // every word is loaded below; cppcheck cannot tell
     for (int i = 0; i < kSlotWords; ++i) {
-        words[i] = tbl.chipid_slot[gslot][i].load(std::memory_order_relaxed);
+        words[i] = tbl.chipid_slot[gslot][i].load(kDmSeqLoad);
     }
     chipid_slot_t rec;
     std::memcpy(&rec, words, sizeof rec);
@@ -52,7 +52,7 @@ chipid_slot_t dm_slot_load(int gslot)
 
 dm_chipid_owner dm_owner_load(int chipid)
 {
-    return dm_owner_from(tbl.chipid_res[chipid].load(std::memory_order_relaxed));
+    return dm_owner_from(tbl.chipid_res[chipid].load(kDmSeqLoad));
 }
 
 }  // namespace
@@ -71,10 +71,7 @@ dm_chipid_owner dm_chipid_owner_of(int chipid) { return dm_owner_load(chipid); }
 
 dm_chipid_scan::dm_chipid_scan() { pthread_rwlock_rdlock(dm_native(tbl.addr_lib_rwlock)); }
 dm_chipid_scan::~dm_chipid_scan() { pthread_rwlock_unlock(dm_native(tbl.addr_lib_rwlock)); }
-int dm_chipid_scan::alloc_num() const
-{
-    return tbl.chipid_alloc_num.load(std::memory_order_relaxed);
-}
+int dm_chipid_scan::alloc_num() const { return tbl.chipid_alloc_num.load(kDmSeqLoad); }
 dm_chipid_owner dm_chipid_scan::owner(int chipid) const { return dm_owner_load(chipid); }
 
 dm_chipid_writer::dm_chipid_writer()
@@ -93,10 +90,10 @@ chipid_slot_t dm_chipid_writer::slot(int gslot) const { return dm_slot_load(gslo
 
 void dm_chipid_writer::set_slot(int gslot, const chipid_slot_t &rec)
 {
-    uint64_t words[kSlotWords] = {};  // every word is loaded below; cppcheck cannot tell
+    uint64_t words[kSlotWords] = {};
     std::memcpy(words, &rec, sizeof rec);
     for (int i = 0; i < kSlotWords; ++i) {
-        tbl.chipid_slot[gslot][i].store(words[i], std::memory_order_relaxed);
+        tbl.chipid_slot[gslot][i].store(words[i], kDmSeqStore);
     }
 }
 
@@ -104,15 +101,9 @@ dm_chipid_owner dm_chipid_writer::owner(int chipid) const { return dm_owner_load
 
 void dm_chipid_writer::set_owner(int chipid, const dm_chipid_owner &o)
 {
-    tbl.chipid_res[chipid].store(dm_owner_word(o), std::memory_order_relaxed);
+    tbl.chipid_res[chipid].store(dm_owner_word(o), kDmSeqStore);
 }
 
-int dm_chipid_writer::alloc_num() const
-{
-    return tbl.chipid_alloc_num.load(std::memory_order_relaxed);
-}
+int dm_chipid_writer::alloc_num() const { return tbl.chipid_alloc_num.load(kDmSeqLoad); }
 
-void dm_chipid_writer::set_alloc_num(int n)
-{
-    tbl.chipid_alloc_num.store(n, std::memory_order_relaxed);
-}
+void dm_chipid_writer::set_alloc_num(int n) { tbl.chipid_alloc_num.store(n, kDmSeqStore); }

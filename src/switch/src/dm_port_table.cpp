@@ -11,7 +11,7 @@
 // entries however ports come and go.
 //
 // Readers. A lookup reads the counter, probes, copies the slot's words, and
-// reads the counter again (dm_seq_read); every load is a relaxed atomic load,
+// reads the counter again (dm_seq_read); every load is an atomic load (kDmSeqLoad),
 // so a copy that overlaps a writer is a data race by no definition, only a
 // stale copy, which the second read of the counter throws away. What a racing
 // reader sees may be nonsense (a slot past the chunks, a probe that never
@@ -76,14 +76,14 @@ enum class dm_probe { hit, miss, torn };
 // probe of an array a writer is changing ends (torn) rather than loops.
 dm_probe dm_view_probe(const dm_word *a, int key, uint64_t *entry, uint32_t *at)
 {
-    const uint64_t bits = a[0].load(std::memory_order_relaxed);
+    const uint64_t bits = a[0].load(kDmSeqLoad);
     if (bits < kMinBits || bits > kMaxBits) {
         return dm_probe::torn;
     }
     const uint32_t mask = (1u << bits) - 1u;
     uint32_t i = dm_port_hash(key, bits);
     for (uint32_t n = 0; n <= mask; ++n, i = (i + 1) & mask) {
-        const uint64_t e = a[1 + i].load(std::memory_order_relaxed);
+        const uint64_t e = a[1 + i].load(kDmSeqLoad);
         if (e == 0 || dm_word_key(e) == key) {
             *entry = e;
             *at = i;
@@ -118,11 +118,11 @@ public:
             return -1;
         }
         // Room is left, so the probe ends on an empty entry.
-        dm_word *a = cur_.load(std::memory_order_relaxed);
+        dm_word *a = cur_.load(kDmSeqLoad);
         uint64_t e = 0;
         uint32_t at = 0;
         dm_view_probe(a, key, &e, &at);
-        a[1 + at].store(dm_port_word(key, slot), std::memory_order_relaxed);
+        a[1 + at].store(dm_port_word(key, slot), kDmSeqStore);
         ++count_;
         return 0;
     }
@@ -131,26 +131,26 @@ public:
     // (its home is not between the hole and itself) moves up into it.
     void erase(int key)
     {
-        dm_word *a = cur_.load(std::memory_order_relaxed);
+        dm_word *a = cur_.load(kDmSeqLoad);
         uint64_t e;
         uint32_t hole;
         if (a == nullptr || dm_view_probe(a, key, &e, &hole) != dm_probe::hit) {
             return;
         }
-        const uint64_t bits = a[0].load(std::memory_order_relaxed);
+        const uint64_t bits = a[0].load(kDmSeqLoad);
         const uint32_t mask = (1u << bits) - 1u;
         for (uint32_t j = (hole + 1) & mask;; j = (j + 1) & mask) {
-            const uint64_t next = a[1 + j].load(std::memory_order_relaxed);
+            const uint64_t next = a[1 + j].load(kDmSeqLoad);
             if (next == 0) {
                 break;
             }
             const uint32_t home = dm_port_hash(dm_word_key(next), bits);
             if (((j - home) & mask) >= ((j - hole) & mask)) {
-                a[1 + hole].store(next, std::memory_order_relaxed);
+                a[1 + hole].store(next, kDmSeqStore);
                 hole = j;
             }
         }
-        a[1 + hole].store(0, std::memory_order_relaxed);
+        a[1 + hole].store(0, kDmSeqStore);
         --count_;
     }
 
@@ -162,9 +162,9 @@ public:
         if (a == nullptr) {
             return;
         }
-        const uint32_t size = 1u << a[0].load(std::memory_order_relaxed);
+        const uint32_t size = 1u << a[0].load(kDmSeqLoad);
         for (uint32_t i = 0; i < size; ++i) {
-            const uint64_t e = a[1 + i].load(std::memory_order_relaxed);
+            const uint64_t e = a[1 + i].load(kDmSeqLoad);
             if (e != 0) {
                 visit(dm_word_key(e), dm_word_slot(e));
             }
@@ -176,8 +176,8 @@ private:
     // into a new array of twice the size; false when memory is short.
     bool room_for_one_more()
     {
-        const dm_word *a = cur_.load(std::memory_order_relaxed);
-        const uint64_t bits = a == nullptr ? 0 : a[0].load(std::memory_order_relaxed);
+        const dm_word *a = cur_.load(kDmSeqLoad);
+        const uint64_t bits = a == nullptr ? 0 : a[0].load(kDmSeqLoad);
         if (a != nullptr && (count_ + 1) * 4 <= (uint64_t{1} << bits) * 3) {
             return true;
         }
@@ -190,14 +190,14 @@ private:
         if (grown == nullptr) {
             return false;
         }
-        grown[0].store(new_bits, std::memory_order_relaxed);
+        grown[0].store(new_bits, kDmSeqStore);
         const uint32_t mask = static_cast<uint32_t>(size - 1);
         each([&](int key, dm_port_slot slot) {
             uint32_t i = dm_port_hash(key, new_bits);
-            while (grown[1 + i].load(std::memory_order_relaxed) != 0) {
+            while (grown[1 + i].load(kDmSeqLoad) != 0) {
                 i = (i + 1) & mask;
             }
-            grown[1 + i].store(dm_port_word(key, slot), std::memory_order_relaxed);
+            grown[1 + i].store(dm_port_word(key, slot), kDmSeqStore);
         });
         cur_.store(grown.get(), std::memory_order_release);
         // The previous array stays in arrays_: a reader may still be in it.
@@ -249,7 +249,7 @@ bool dm_port_copy_words(dm_port_slot slot, uint64_t (&words)[kSlotWords])
         return false;
     }
     for (int i = 0; i < kSlotWords; ++i) {
-        words[i] = cell->w[i].load(std::memory_order_relaxed);
+        words[i] = cell->w[i].load(kDmSeqLoad);
     }
     return true;
 }
@@ -339,7 +339,7 @@ void dm_port_writer::store(dm_port_slot slot, const dp_lib_port_t &rec)
     std::memcpy(words, &rec, sizeof rec);
     dm_port_cell *cell = dm_port_cell_of(slot);
     for (int i = 0; i < kSlotWords; ++i) {
-        cell->w[i].store(words[i], std::memory_order_relaxed);
+        cell->w[i].store(words[i], kDmSeqStore);
     }
 }
 
@@ -347,15 +347,14 @@ dm_port_slot dm_port_writer::add(const dp_lib_port_t &rec)
 {
     dm_port_slot slot = tbl.free_head;
     if (slot != kDmNoPort) {
-        tbl.free_head =
-            static_cast<dm_port_slot>(dm_port_cell_of(slot)->w[0].load(std::memory_order_relaxed));
+        tbl.free_head = static_cast<dm_port_slot>(dm_port_cell_of(slot)->w[0].load(kDmSeqLoad));
     } else {
         slot = tbl.slots_made;
         const uint32_t chunk = slot >> kChunkShift;
         if (chunk >= kChunks) {
             return kDmNoPort;
         }
-        if (tbl.chunks[chunk].load(std::memory_order_relaxed) == nullptr) {
+        if (tbl.chunks[chunk].load(kDmSeqLoad) == nullptr) {
             auto *cells = new (std::nothrow) dm_port_cell[kChunkSlots];
             if (cells == nullptr) {
                 return kDmNoPort;
@@ -370,7 +369,7 @@ dm_port_slot dm_port_writer::add(const dp_lib_port_t &rec)
 
 void dm_port_writer::release(dm_port_slot slot)
 {
-    dm_port_cell_of(slot)->w[0].store(tbl.free_head, std::memory_order_relaxed);
+    dm_port_cell_of(slot)->w[0].store(tbl.free_head, kDmSeqStore);
     tbl.free_head = slot;
 }
 

@@ -2,7 +2,7 @@
 // record of every global slot and the reverse table from chip ID to owner.
 //
 // Readers take no lock and write no shared memory: a copy is made through
-// relaxed atomic loads between two reads of the table's sequence counter and
+// atomic loads between two reads of the table's sequence counter and
 // retried when a writer ran in between (after kDmSeqTries it waits for the
 // writer instead). The address manager's thread is the writer; it holds the
 // writers' lock and keeps the counter odd for one whole record update, so a

@@ -3,7 +3,7 @@
 // lock, and the read path every port getter starts from.
 //
 // Readers take no lock and write no shared memory: a lookup probes a view and
-// copies the record through relaxed atomic loads, between two reads of the
+// copies the record through atomic loads, between two reads of the
 // table's sequence counter, and retries when a writer ran in between (after
 // kDmSeqTries it waits for the writers instead). Writers hold the writers'
 // lock and keep the counter odd for one whole message handler, so a lookup
