@@ -1,6 +1,7 @@
 // Port lookups of every form running beside writers that add, refresh,
 // re-key and remove ports and change the chip-ID allocation: every answer
-// must be one version of one port, whole, carrying the key it was found by.
+// must be one version of one port, whole, carrying the key it was found by,
+// and a port that exists throughout is found by every form every time.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,7 +15,8 @@
 
 namespace {
 
-constexpr int kPorts = 48;
+constexpr int kPorts = 48;  // churned: removed, re-indexed, re-keyed
+constexpr int kStable = 8;  // ports kPorts.. on slot 4: refreshed, never re-keyed
 constexpr int kReaders = 3;
 // The writer runs at least kMinRounds and then stops after about a second:
 // the test's length is bounded, its verdict never depends on time.
@@ -49,6 +51,15 @@ dp_lib_port_t port(int k, int gen)
     return p;
 }
 
+// A stable port: a new version with the same keys.
+dp_lib_port_t stable(int k, int gen)
+{
+    dp_lib_port_t p = port(k, gen * 2);
+    p.ifx = ifx_of(k, 0);
+    p.lsm_key = k * 4;
+    return p;
+}
+
 // Gives a slot one of two chip-ID sets (or takes its IDs back).
 void send_chipids(int slot, int set, bool valid)
 {
@@ -78,36 +89,41 @@ bool whole(const dm_port_t &got, int k)
            (got.ifx & ~0xFF) == (ifx_of(k, 0) & ~0xFF);
 }
 
-// One lookup of every form for port k; the number of wrong answers.
-int read_once(int k, int alt)
+// One lookup of every form for port k; the number of wrong answers (a miss
+// is one for a port that must be found).
+int read_once(int k, int alt, bool must_find)
 {
     int bad = 0;
+    auto hit = [&](int rc) {
+        bad += must_find && rc != 0;
+        return rc == 0;
+    };
     dm_port_t got;
     const int ss = dm_slot_lport_phyid(1, slot_of(k), lport_of(k, alt));
-    if (dm_get_pinfo_by_phyid(ss, &got) == 0) {
+    if (hit(dm_get_pinfo_by_phyid(ss, &got))) {
         bad += !whole(got, k) || got.phyid != ss;
     }
     const int unit_port = dm_unit_port_phyid(1, slot_of(k), unit_of(k), cport_of(k));
-    if (dm_get_pinfo_by_phyid(unit_port, &got) == 0) {
+    if (hit(dm_get_pinfo_by_phyid(unit_port, &got))) {
         bad += !whole(got, k);
     }
-    if (dm_get_pinfo_by_phyid(
-            dm_mod_port_phyid(chipid_of(slot_of(k), unit_of(k), alt), cport_of(k)), &got) == 0) {
+    if (hit(dm_get_pinfo_by_phyid(
+            dm_mod_port_phyid(chipid_of(slot_of(k), unit_of(k), alt), cport_of(k)), &got))) {
         bad += !whole(got, k);
     }
-    const int ifx = ifx_of(k, alt + 2 * (k % 3));
-    if (dm_get_pinfo_by_ifx(ifx, &got) == 0) {
+    const int ifx = must_find ? ifx_of(k, 0) : ifx_of(k, alt + 2 * (k % 3));
+    if (hit(dm_get_pinfo_by_ifx(ifx, &got))) {
         bad += !whole(got, k) || got.ifx != ifx;
     }
     int a = 0, b = 0;
-    if (dm_get_chipid_port_from_phyid(unit_port, &a, &b) == 0) {
+    if (hit(dm_get_chipid_port_from_phyid(unit_port, &a, &b))) {
         bad += b != cport_of(k) || (a != chipid_of(slot_of(k), unit_of(k), 0) &&
                                     a != chipid_of(slot_of(k), unit_of(k), 1));
     }
-    if (dm_get_phyid_from_ifx(ifx, &a) == 0) {
+    if (hit(dm_get_phyid_from_ifx(ifx, &a))) {
         bad += dm_mod_port_port(a) != cport_of(k);
     }
-    if (dm_get_ifindex_from_phyid(unit_port, &a) == 0) {
+    if (hit(dm_get_ifindex_from_phyid(unit_port, &a))) {
         bad += (a & ~0xFF) != (ifx_of(k, 0) & ~0xFF);
     }
     return bad;
@@ -128,6 +144,9 @@ void write_round(int round)
             dmtest::send(DP_LIB_MSG_PORT_INFO, p);
         }
     }
+    for (int k = kPorts; k < kPorts + kStable; ++k) {
+        dmtest::send(DP_LIB_MSG_PORT_INFO, stable(k, round % 2));
+    }
     const int slot = 1 + round % 3;
     send_chipids(slot, round % 2, false);
     send_chipids(slot, (round + 1) % 2, true);
@@ -137,11 +156,14 @@ TEST(PortConcurrency, LookupsOfEveryFormStayConsistentWhileTheTableChanges)
 {
     dmtest::ScratchDir dir;  // no device file: kernel fallbacks fail fast
     dm_host_set_dbg_level(LIB_DBG_END);
-    for (int slot = 1; slot <= 3; ++slot) {
+    for (int slot = 1; slot <= 4; ++slot) {
         send_chipids(slot, 0, true);
     }
     for (int k = 0; k < kPorts; ++k) {
         dmtest::send(DP_LIB_MSG_PORT_INFO, port(k, 0));
+    }
+    for (int k = kPorts; k < kPorts + kStable; ++k) {
+        dmtest::send(DP_LIB_MSG_PORT_INFO, stable(k, 0));
     }
 
     std::atomic<bool> done{false};
@@ -152,8 +174,9 @@ TEST(PortConcurrency, LookupsOfEveryFormStayConsistentWhileTheTableChanges)
             unsigned seed = 12345u + static_cast<unsigned>(r);
             while (!done.load()) {
                 seed = seed * 1103515245u + 12345u;
-                bad += read_once(static_cast<int>((seed >> 8) % kPorts),
-                                 static_cast<int>((seed >> 20) & 1));
+                const int k = static_cast<int>((seed >> 8) % (kPorts + kStable));
+                const bool must_find = k >= kPorts;
+                bad += read_once(k, must_find ? 0 : static_cast<int>((seed >> 20) & 1), must_find);
                 ++reads;
             }
         });
