@@ -123,7 +123,7 @@ TEST(SplitPort, LocalFamily)
 {
     setup();
     EXPECT_EQ(LOCAL(0, -1), (ints{0, 1, 114, 115}));  // the default mode
-    EXPECT_EQ(LOCAL(0, 3)[0], -1);  // no children: refused by this family
+    EXPECT_EQ(LOCAL(0, 3)[0], -1);                    // no children: refused by this family
     EXPECT_EQ(LOCAL_ALL(-1)[0], -1);
     dm_host_set_dbg_level(LIB_DBG_WARN);
     const std::string out = dmtest::capture_stdout([] {
