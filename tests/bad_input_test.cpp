@@ -316,6 +316,7 @@ TEST_F(BadInput, EveryMalformedMessageIsRefusedWithItsDiagnostic)
             "msg 15 is too short: len 4, need 1028!\n"),
         // Port-validity requests: short, or lengths that disagree.
         rpc(message(DP_LIB_MSG_PORT_VALID, 8, request), "msg 6 is too short: len 8, need 12!\n"),
+        rpc(message(DP_LIB_MSG_PORT_VALID, 11, request), "msg 6 is too short: len 11, need 12!\n"),
         rpc(message(DP_LIB_MSG_PORT_VALID, -1, request), param),
         rpc(cut(valid, 27), param),
         rpc(cut(valid, 15), param),
@@ -331,6 +332,8 @@ TEST_F(BadInput, EveryMalformedMessageIsRefusedWithItsDiagnostic)
         addr(chipids(ADDR_LIB_REAL_SYNC, 2, {ok, ok}), "addr real data number[2] error\r\n"),
         addr(chipids(ADDR_LIB_REAL_SYNC, 0, {}), "addr real data number[0] error\r\n"),
         addr(chipids(ADDR_LIB_BS_SYNC, 2, {ok}), "addr data len error, sync_len=60 data_num=2\r\n"),
+        addr(cut(chipids(ADDR_LIB_BS_SYNC, 1, {ok}, -1), 59),
+             "addr data len error, sync_len=59 data_num=1\r\n"),
         addr(chipids(ADDR_LIB_BS_SYNC, 64, {}), "addr data len error, sync_len=12 data_num=64\r\n"),
         // Chip-ID records out of range, each refused whole.
         addr(real(slot(CHIPID_VALID, 64, {60})), "chipid info eror, gslot=0x000040\r\n"),
