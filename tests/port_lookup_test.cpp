@@ -100,6 +100,7 @@ TEST_F(PortLookup, ChipIdsComeFromTheAllocation)
     EXPECT_EQ(answer([](int *p) { return dm_get_phyid_by_slot_lport(0, 256 + 3, 5, p); }), p_mod_);
     EXPECT_EQ(answer([](int *p) { return dm_get_phyid_by_slot_unit_port(2, 4, 0, 1, p); }),
               -1);  // no chip ID
+    EXPECT_EQ(answer([](int *p) { return dm_get_phyid_by_slot_unit_port(1, 3, 5, 10, p); }), -1);
 }
 
 TEST_F(PortLookup, InterfaceIndexComesFromTheKernelWhenTheTableLacksIt)

@@ -88,6 +88,12 @@ TEST(PortTable, AddIndexesOnceAndResentPortsTakeTheirKeysOver)
     EXPECT_EQ(listed(l, "dm_ifx_root"), std::vector<int>{a.phyid});
     EXPECT_EQ(listed(l, "dm_port_lsm_key_root"), std::vector<int>{a.phyid});
     EXPECT_EQ(l.at("dm_port_phyid_root")[1], std::make_pair(b.phyid, 200));
+
+    // B takes its key back; A's stale key now leads to B and stays.
+    dmtest::send(DP_LIB_MSG_PORT_INFO, b);
+    a.lsm_key = 33;
+    dmtest::send(DP_LIB_MSG_PORT_INFO, a);
+    EXPECT_EQ(listed(show(), "dm_port_lsm_key_root"), (std::vector<int>{b.phyid, a.phyid}));
 }
 
 TEST(PortTable, NewPortWithATakenKeyStopsAtThatIndexUntilResent)
