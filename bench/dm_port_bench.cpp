@@ -165,7 +165,12 @@ void refresh_case(benchmark::State &state, int n, bool moved)
 
 // ---- memory -------------------------------------------------------------------
 
-size_t heap_in_use() { return mallinfo2().uordblks; }
+// Heap in use, the allocator's mmapped blocks (large arrays) included.
+size_t heap_in_use()
+{
+    const struct mallinfo2 m = mallinfo2();
+    return m.uordblks + m.hblkhd;
+}
 
 // Heap the port table holds per port (records and index nodes, as the
 // allocator counts them, headers and rounding included), and the same for
