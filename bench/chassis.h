@@ -193,6 +193,8 @@ struct Getter {
     bool chip_lookup;
     // The floor adds a second record lookup, by the interface index found.
     bool ifx_lookup;
+    // The getter hands out the reduced record (dm_port_t): the floor fills one too.
+    bool reduced = false;
 };
 // Every exported port getter by interface index or phyid, and the two that
 // build the key from device, slot and port numbers.

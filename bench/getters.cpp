@@ -88,16 +88,33 @@ int phyid_by_slot_lport(int, const PortKeys &k)
     return r == 0 ? phyid : r;
 }
 
+// The reduced record, as a user would fill it from the copy (kept in memory,
+// as the getter's caller's is).
+void floor_reduce(const dp_lib_port_t &rec, dm_port_t *out)
+{
+    out->ifx = rec.ifx;
+    out->phyid = rec.ss_phyid;
+    out->node = rec.node;
+    out->devid = rec.devid;
+    out->slotid = rec.slotid;
+    out->subslotid = rec.subslotid;
+    out->portid = rec.portid;
+    out->g_chipid = rec.g_chipid;
+    out->l_chipid = rec.l_chipid;
+    out->chip_portid = rec.chip_portid;
+    asm volatile("" : : "r"(out) : "memory");
+}
+
 }  // namespace
 
 const std::vector<Getter> &getters()
 {
     static const std::vector<Getter> all = {
-        {"dm_get_pinfo_by_ifx", Input::ifx, pinfo_by_ifx, false, false},
+        {"dm_get_pinfo_by_ifx", Input::ifx, pinfo_by_ifx, false, false, true},
         {"dm_port_is_on_local_switch", Input::ifx, is_on_local_switch, false, false},
         {"dm_get_phyid_from_ifx", Input::ifx, phyid_from_ifx, true, false},
         {"dm_get_chipid_port_from_phyid", Input::phyid, chipid_port_from_phyid, true, false},
-        {"dm_get_pinfo_by_phyid", Input::phyid, pinfo_by_phyid, false, false},
+        {"dm_get_pinfo_by_phyid", Input::phyid, pinfo_by_phyid, false, false, true},
         {"dm_get_subcard_node_by_phyid", Input::phyid, subcard_node_by_phyid, false, false},
         {"dm_get_ifindex_from_phyid", Input::phyid, ifindex_from_phyid, false, true},
         {"dm_get_unit_port_from_phyid", Input::phyid, unit_port_from_phyid, false, false},
@@ -205,6 +222,11 @@ int floor_call(const Getter &g, Form f, const PortKeys &k, FloorTable &t, FloorC
         return -1;
     }
     int folded = copy.ss_phyid;
+    if (g.reduced) {
+        dm_port_t out;
+        floor_reduce(copy, &out);
+        folded = out.phyid;
+    }
     if (g.chip_lookup) {
         folded += c.first_chipid(copy.l_chipid, copy.node);
     }

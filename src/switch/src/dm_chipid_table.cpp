@@ -39,14 +39,22 @@ dm_chipid_owner dm_owner_from(uint64_t w)
             (w & kAllocBit) != 0};
 }
 
+// Copies a slot record into *out word by word, each stored as it arrives
+// (see dm_port_table.cpp: a copy staged in a local array and moved with wider
+// loads waits for the stores to retire).
+void dm_slot_load_into(int gslot, chipid_slot_t *out)
+{
+    auto *to = reinterpret_cast<unsigned char *>(out);
+    for (int i = 0; i < kSlotWords; ++i) {
+        const uint64_t w = tbl.chipid_slot[gslot][i].load(kDmSeqLoad);
+        std::memcpy(to + i * sizeof w, &w, sizeof w);
+    }
+}
+
 chipid_slot_t dm_slot_load(int gslot)
 {
-    uint64_t words[kSlotWords] = {};  // every word is loaded below; cppcheck cannot tell
-    for (int i = 0; i < kSlotWords; ++i) {
-        words[i] = tbl.chipid_slot[gslot][i].load(kDmSeqLoad);
-    }
     chipid_slot_t rec;
-    std::memcpy(&rec, words, sizeof rec);
+    dm_slot_load_into(gslot, &rec);
     return rec;
 }
 
@@ -55,15 +63,26 @@ dm_chipid_owner dm_owner_load(int chipid)
     return dm_owner_from(tbl.chipid_res[chipid].load(kDmSeqLoad));
 }
 
+[[gnu::noinline]] void dm_chipid_slot_copy_contended(int gslot, chipid_slot_t *rec)
+{
+    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, [&] {
+        dm_slot_load_into(gslot, rec);
+        return true;
+    });
+}
+
 }  // namespace
 
 chipid_slot_t dm_chipid_slot_copy(int gslot)
 {
     chipid_slot_t rec;
-    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, [&] {
-        rec = dm_slot_load(gslot);
+    auto attempt = [&] {
+        dm_slot_load_into(gslot, &rec);
         return true;
-    });
+    };
+    if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
+        dm_chipid_slot_copy_contended(gslot, &rec);
+    }
     return rec;
 }
 

@@ -74,7 +74,8 @@ enum class dm_probe { hit, miss, torn };
 // Probes array `a` for `key`: the entry's index into *at on a hit, the empty
 // index that ended the search on a miss. Bounded by the array's size, so a
 // probe of an array a writer is changing ends (torn) rather than loops.
-dm_probe dm_view_probe(const dm_word *a, int key, uint64_t *entry, uint32_t *at)
+[[gnu::always_inline]] inline dm_probe dm_view_probe(const dm_word *a, int key, uint64_t *entry,
+                                                     uint32_t *at)
 {
     const uint64_t bits = a[0].load(kDmSeqLoad);
     if (bits < kMinBits || bits > kMaxBits) {
@@ -242,55 +243,100 @@ dm_port_cell *dm_port_cell_of(dm_port_slot slot)
     return c == nullptr ? nullptr : c + (slot & (kChunkSlots - 1));
 }
 
-bool dm_port_copy_words(dm_port_slot slot, uint64_t (&words)[kSlotWords])
+// Copies the slot's record into *out word by word, each an atomic load, and
+// each stored as it arrives: a copy staged in a local array and then moved
+// with wider loads makes those loads wait for the narrower stores to retire
+// (no store forwarding), which serialises one lookup behind the next.
+[[gnu::always_inline]] inline bool dm_port_copy_out_words(dm_port_slot slot, dp_lib_port_t *out)
 {
     const dm_port_cell *cell = dm_port_cell_of(slot);
     if (cell == nullptr) {
         return false;
     }
-    for (int i = 0; i < kSlotWords; ++i) {
-        words[i] = cell->w[i].load(kDmSeqLoad);
+    auto *to = reinterpret_cast<unsigned char *>(out);
+    constexpr size_t kWhole = sizeof(dp_lib_port_t) / sizeof(uint64_t);
+#pragma GCC unroll 16
+    for (size_t i = 0; i < kWhole; ++i) {
+        const uint64_t w = cell->w[i].load(kDmSeqLoad);
+        std::memcpy(to + i * sizeof w, &w, sizeof w);
+    }
+    if constexpr (sizeof(dp_lib_port_t) % sizeof(uint64_t) != 0) {
+        const uint64_t w = cell->w[kWhole].load(kDmSeqLoad);
+        std::memcpy(to + kWhole * sizeof w, &w, sizeof(dp_lib_port_t) % sizeof w);
     }
     return true;
 }
 
-dp_lib_port_t dm_port_from_words(const uint64_t (&words)[kSlotWords])
+dp_lib_port_t dm_port_record_of(dm_port_slot slot)
 {
     dp_lib_port_t rec;
-    std::memcpy(&rec, words, sizeof rec);
+    dm_port_copy_out_words(slot, &rec);
     return rec;
+}
+
+// One optimistic read of a view: what the probe found, with the record
+// copied into *out on a hit.
+[[gnu::always_inline]] inline dm_probe dm_port_attempt(const dm_port_view &view, int key,
+                                                       dp_lib_port_t *out)
+{
+    const dm_word *a = view.current();
+    if (a == nullptr) {
+        return dm_probe::miss;
+    }
+    uint64_t e;
+    uint32_t at;
+    const dm_probe found = dm_view_probe(a, key, &e, &at);
+    if (found != dm_probe::hit) {
+        return found;
+    }
+    return dm_port_copy_out_words(dm_word_slot(e), out) ? dm_probe::hit : dm_probe::torn;
+}
+
+// A lookup in one view that lost a race with a writer: out of line, so that
+// the hot path below stays small.
+template <dm_port_key By>
+[[gnu::noinline]] bool dm_port_lookup_contended(int key, dp_lib_port_t *out)
+{
+    bool hit = false;
+    dm_seq_read(tbl.seq, tbl.dm_port_rwlock, [&] {
+        const dm_probe found = dm_port_attempt(dm_view(By), key, out);
+        hit = found == dm_probe::hit;
+        return found != dm_probe::torn;
+    });
+    return hit;
+}
+
+// The lookup in one view, inlined into each record lookup below so that the
+// view's address is a constant there.
+template <dm_port_key By>
+[[gnu::always_inline]] inline bool dm_port_lookup_in(int key, dp_lib_port_t *out)
+{
+    dm_probe found = dm_probe::torn;
+    auto attempt = [&] {
+        found = dm_port_attempt(dm_view(By), key, out);
+        return found != dm_probe::torn;
+    };
+    if (dm_seq_try(tbl.seq, attempt)) [[likely]] {
+        return found == dm_probe::hit;
+    }
+    return dm_port_lookup_contended<By>(key, out);
 }
 
 }  // namespace
 
 bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out)
 {
-    const dm_port_view &view = dm_view(by);
-    uint64_t words[kSlotWords];
-    bool hit = false;
-    dm_seq_read(tbl.seq, tbl.dm_port_rwlock, [&] {
-        hit = false;
-        const dm_word *a = view.current();
-        if (a == nullptr) {
-            return true;
-        }
-        uint64_t e;
-        uint32_t at;
-        switch (dm_view_probe(a, key, &e, &at)) {
-        case dm_probe::miss:
-            return true;
-        case dm_probe::torn:
-            return false;
-        case dm_probe::hit:
-            break;
-        }
-        hit = dm_port_copy_words(dm_word_slot(e), words);
-        return hit;
-    });
-    if (hit) {
-        std::memcpy(out, words, sizeof *out);
+    switch (by) {
+    case dm_port_key::ifx:
+        return dm_port_lookup_in<dm_port_key::ifx>(key, out);
+    case dm_port_key::phyid:
+        return dm_port_lookup_in<dm_port_key::phyid>(key, out);
+    case dm_port_key::ss_phyid:
+        return dm_port_lookup_in<dm_port_key::ss_phyid>(key, out);
+    case dm_port_key::lsm_key:
+        return dm_port_lookup_in<dm_port_key::lsm_key>(key, out);
     }
-    return hit;
+    return false;
 }
 
 bool dm_port_snapshot(dm_port_view_copy (&views)[kDmPortKeys])
@@ -307,9 +353,7 @@ bool dm_port_snapshot(dm_port_view_copy (&views)[kDmPortKeys])
                 continue;
             }
             tbl.views[v].each([&](int key, dm_port_slot slot) {
-                uint64_t words[kSlotWords];
-                dm_port_copy_words(slot, words);
-                out.lines[out.count++] = {key, dm_port_from_words(words)};
+                out.lines[out.count++] = {key, dm_port_record_of(slot)};
             });
         }
     }
@@ -326,12 +370,7 @@ dm_port_writer::~dm_port_writer() = default;
 
 dm_port_slot dm_port_writer::find(dm_port_key by, int key) const { return dm_view(by).find(key); }
 
-dp_lib_port_t dm_port_writer::record(dm_port_slot slot) const
-{
-    uint64_t words[kSlotWords];
-    dm_port_copy_words(slot, words);
-    return dm_port_from_words(words);
-}
+dp_lib_port_t dm_port_writer::record(dm_port_slot slot) const { return dm_port_record_of(slot); }
 
 void dm_port_writer::store(dm_port_slot slot, const dp_lib_port_t &rec)
 {
@@ -383,12 +422,13 @@ void dm_port_writer::erase(dm_port_key by, int key) { dm_view(by).erase(key); }
 namespace {
 
 // Copies the record under `key` out of one view; -1 on a miss.
-int dm_port_copy_out(dm_port_key by, int key, dp_lib_port_t *pinfo)
+template <dm_port_key By>
+int dm_port_copy_out(int key, dp_lib_port_t *pinfo)
 {
     if (pinfo == nullptr) {
         return -1;
     }
-    if (!dm_port_lookup(by, key, pinfo)) {
+    if (!dm_port_lookup_in<By>(key, pinfo)) [[unlikely]] {
         DM_WARN("can not find node!\n");
         return -1;
     }
@@ -399,20 +439,20 @@ int dm_port_copy_out(dm_port_key by, int key, dp_lib_port_t *pinfo)
 
 int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo)
 {
-    return dm_port_copy_out(dm_port_key::ifx, ifx, pinfo);
+    return dm_port_copy_out<dm_port_key::ifx>(ifx, pinfo);
 }
 
 int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo)
 {
-    return dm_port_copy_out(dm_port_key::phyid, dm_phyid, pinfo);
+    return dm_port_copy_out<dm_port_key::phyid>(dm_phyid, pinfo);
 }
 
 int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo)
 {
-    return dm_port_copy_out(dm_port_key::ss_phyid, ss_phyid, pinfo);
+    return dm_port_copy_out<dm_port_key::ss_phyid>(ss_phyid, pinfo);
 }
 
 int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo)
 {
-    return dm_port_copy_out(dm_port_key::lsm_key, lsm_key, pinfo);
+    return dm_port_copy_out<dm_port_key::lsm_key>(lsm_key, pinfo);
 }

@@ -157,16 +157,25 @@ private:
 // lock (taken for reading) lets it in between two handlers.
 constexpr int kDmSeqTries = 64;
 
-// Runs `attempt` (a copy through kDmSeqLoad loads; false when what it read
-// cannot be whole, such as an index out of range) until one copy overlapped
-// no change; after kDmSeqTries, once more with `writers` held for reading,
-// where no change can run. The copy the caller keeps is the last attempt's.
+// One optimistic run of `attempt` (a copy through kDmSeqLoad loads; false
+// when what it read cannot be whole, such as an index out of range): true
+// when the copy overlapped no change. A lookup's hot path is this, inlined,
+// with dm_seq_read out of line behind it for a reader that lost the race.
+template <class Attempt>
+[[gnu::always_inline]] inline bool dm_seq_try(const dm_seqcount &seq, Attempt &attempt)
+{
+    const uint64_t seen = seq.read_begin();
+    return (seen & 1) == 0 && attempt() && !seq.read_retry(seen);
+}
+
+// Runs `attempt` until one copy overlapped no change; after kDmSeqTries,
+// once more with `writers` held for reading, where no change can run. The
+// copy the caller keeps is the last attempt's.
 template <class Attempt>
 void dm_seq_read(const dm_seqcount &seq, dm_rwlock &writers, Attempt attempt)
 {
     for (int i = 0; i < kDmSeqTries; ++i) {
-        const uint64_t seen = seq.read_begin();
-        if ((seen & 1) == 0 && attempt() && !seq.read_retry(seen)) {
+        if (dm_seq_try(seq, attempt)) {
             return;
         }
 #if defined(__x86_64__) || defined(__i386__)

@@ -37,11 +37,12 @@ struct dm_port_entry {
 };
 
 // Lock-free lookup: true with the record the view leads `key` to copied into
-// *out. Any thread, at any time.
+// *out. Any thread, at any time. On false *out is scratch: an attempt that
+// raced a writer may have written part of a record there.
 bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out);
 
 // Record lookups every port query starts from: 0 with the 124-byte record
-// copied into *pinfo, or -1 (warned "can not find node!").
+// copied into *pinfo, or -1 (warned "can not find node!"; *pinfo is scratch).
 int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo);
 int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo);
 int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo);
