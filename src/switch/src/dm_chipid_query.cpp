@@ -49,16 +49,28 @@ static_assert(dm_dune_chipid(dm_get_gslot_from_lslot(2, 3, 0), 0) == 307);
 static_assert(dm_dune_chipid(dm_get_gslot_from_lslot(2, 29, 0), 7) == 522);
 static_assert(dm_sysport_make(1, 3, 1, 10) == 690);
 
-// Slot of a node for the node-based queries: 0 with a copy of its record,
-// -2 when the node is outside the table, -3 when the slot holds no IDs.
-int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
+// What a node-based query reads of a slot's record: a whole copy, or only
+// what a chip's first chip ID needs (dm_chipid_first_of).
+void addr_lib_read_slot(int gslot, int, chipid_slot_t *slot) { *slot = dm_chipid_slot_copy(gslot); }
+void addr_lib_read_slot(int gslot, int unit, dm_chipid_first *slot)
+{
+    *slot = dm_chipid_first_of(gslot, unit);
+}
+int addr_lib_units_of(const chipid_slot_t &slot) { return addr_lib_unit_num(slot); }
+int addr_lib_units_of(const dm_chipid_first &slot) { return slot.unit_num; }
+
+// Slot of a node for the node-based queries: 0 with its record read into
+// *slot (for chip `unit`), -2 when the node is outside the table, -3 when
+// the slot holds no IDs.
+template <class Slot>
+int addr_lib_slot_of_node(int node, Slot *slot, int unit = 0)
 {
     const int gslot = dm_get_gslot_from_phyid(node);
     if (!addr_lib_gslot_valid(gslot)) {
         DM_ERROR("get gslot from node fail, node=%#08x\r\n", node);
         return -2;
     }
-    *slot = dm_chipid_slot_copy(gslot);
+    addr_lib_read_slot(gslot, unit, slot);
     if (slot->status != CHIPID_VALID) {
         DM_WARN("gslot[%#08x] not alloc chipid\r\n", gslot);
         return -3;
@@ -66,15 +78,16 @@ int addr_lib_slot_of_node(int node, chipid_slot_t *slot)
     return 0;
 }
 
-// A copy of the slot record of a card whose chip `unit` exists: 0; -2 or -3 as
-// for the slot, or -2 when the card has fewer chips.
-int addr_lib_slot_of_unit(int unit, int node, chipid_slot_t *slot)
+// The slot record of a card whose chip `unit` exists: 0; -2 or -3 as for the
+// slot, or -2 when the card has fewer chips.
+template <class Slot>
+int addr_lib_slot_of_unit(int unit, int node, Slot *slot)
 {
-    const int ret = addr_lib_slot_of_node(node, slot);
+    const int ret = addr_lib_slot_of_node(node, slot, unit);
     if (ret != 0) {
         return ret;
     }
-    const int unit_num = addr_lib_unit_num(*slot);
+    const int unit_num = addr_lib_units_of(*slot);
     if (unit >= unit_num) {
         DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
         return -2;
@@ -213,12 +226,12 @@ int dm_get_first_chipid_from_unit_node(int unit, int node, int *chipid)
         DM_ERROR("input arguments error, unit=%d node=%#08xs\r\n", unit, node);
         return -2;
     }
-    chipid_slot_t slot;
+    dm_chipid_first slot;
     const int ret = addr_lib_slot_of_unit(unit, node, &slot);
     if (ret != 0) {
         return ret;
     }
-    *chipid = slot.id[static_cast<size_t>(slot.idnum_per_unit) * static_cast<size_t>(unit)];
+    *chipid = slot.id;
     DM_VERBOSE("unit=%d node=%#08x first chipid=%d\r\n", unit, node, *chipid);
     return 0;
 }

@@ -4,6 +4,7 @@
 // a slot record and a walk of owners whole.
 #include "dm_chipid_table.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -39,15 +40,20 @@ dm_chipid_owner dm_owner_from(uint64_t w)
             (w & kAllocBit) != 0};
 }
 
+// Copies word `i` of a slot record into the same place of *out.
+void dm_slot_word_into(int gslot, size_t i, chipid_slot_t *out)
+{
+    const uint64_t w = tbl.chipid_slot[gslot][i].load(kDmSeqLoad);
+    std::memcpy(reinterpret_cast<unsigned char *>(out) + i * sizeof w, &w, sizeof w);
+}
+
 // Copies a slot record into *out word by word, each stored as it arrives
 // (see dm_port_table.cpp: a copy staged in a local array and moved with wider
 // loads waits for the stores to retire).
 void dm_slot_load_into(int gslot, chipid_slot_t *out)
 {
-    auto *to = reinterpret_cast<unsigned char *>(out);
-    for (int i = 0; i < kSlotWords; ++i) {
-        const uint64_t w = tbl.chipid_slot[gslot][i].load(kDmSeqLoad);
-        std::memcpy(to + i * sizeof w, &w, sizeof w);
+    for (size_t i = 0; i < kSlotWords; ++i) {
+        dm_slot_word_into(gslot, i, out);
     }
 }
 
@@ -63,14 +69,6 @@ dm_chipid_owner dm_owner_load(int chipid)
     return dm_owner_from(tbl.chipid_res[chipid].load(kDmSeqLoad));
 }
 
-[[gnu::noinline]] void dm_chipid_slot_copy_contended(int gslot, chipid_slot_t *rec)
-{
-    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, [&] {
-        dm_slot_load_into(gslot, rec);
-        return true;
-    });
-}
-
 }  // namespace
 
 chipid_slot_t dm_chipid_slot_copy(int gslot)
@@ -81,9 +79,50 @@ chipid_slot_t dm_chipid_slot_copy(int gslot)
         return true;
     };
     if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
-        dm_chipid_slot_copy_contended(gslot, &rec);
+        dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, attempt);
     }
     return rec;
+}
+
+namespace {
+
+// A field of `T` at byte `at` of a slot record, out of the record's word that
+// holds it.
+template <class T>
+T dm_slot_field(int gslot, size_t at)
+{
+    const uint64_t w = tbl.chipid_slot[gslot][at / sizeof w].load(kDmSeqLoad);
+    T v;
+    std::memcpy(&v, reinterpret_cast<const unsigned char *>(&w) + at % sizeof w, sizeof v);
+    return v;
+}
+
+}  // namespace
+
+dm_chipid_first dm_chipid_first_of(int gslot, int unit)
+{
+    dm_chipid_first out{};
+    auto attempt = [&] {
+        out.status = dm_slot_field<int32_t>(gslot, offsetof(chipid_slot_t, status));
+        const int per_unit = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, idnum_per_unit));
+        const int id_num = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id_num));
+        out.unit_num = per_unit == 0 ? 0 : id_num / per_unit;
+        out.id = 0;
+        if (unit >= 0 && unit < out.unit_num) {
+            // A stored record holds at most CHIPID_SLOT_ID_MAX IDs: more is a
+            // copy that raced the writer.
+            const size_t at = static_cast<size_t>(per_unit) * static_cast<size_t>(unit);
+            if (at >= CHIPID_SLOT_ID_MAX) {
+                return false;
+            }
+            out.id = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id) + at * sizeof(uint16_t));
+        }
+        return true;
+    };
+    if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
+        dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, attempt);
+    }
+    return out;
 }
 
 dm_chipid_owner dm_chipid_owner_of(int chipid) { return dm_owner_load(chipid); }
