@@ -54,7 +54,7 @@ static_assert(dm_sysport_make(1, 3, 1, 10) == 690);
 void addr_lib_read_slot(int gslot, int, chipid_slot_t *slot) { *slot = dm_chipid_slot_copy(gslot); }
 void addr_lib_read_slot(int gslot, int unit, dm_chipid_first *slot)
 {
-    *slot = dm_chipid_first_of(gslot, unit);
+    dm_chipid_first_of(gslot, unit, slot);
 }
 int addr_lib_units_of(const chipid_slot_t &slot) { return addr_lib_unit_num(slot); }
 int addr_lib_units_of(const dm_chipid_first &slot) { return slot.unit_num; }

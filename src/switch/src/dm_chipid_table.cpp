@@ -99,30 +99,43 @@ T dm_slot_field(int gslot, size_t at)
 
 }  // namespace
 
-dm_chipid_first dm_chipid_first_of(int gslot, int unit)
+namespace {
+
+// One optimistic read of what dm_chipid_first_of answers; false when what it
+// read cannot be a stored record (a copy that raced the writer).
+[[gnu::always_inline]] inline bool dm_chipid_first_attempt(int gslot, int unit,
+                                                           dm_chipid_first &out)
 {
-    dm_chipid_first out{};
-    auto attempt = [&] {
-        out.status = dm_slot_field<int32_t>(gslot, offsetof(chipid_slot_t, status));
-        const int per_unit = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, idnum_per_unit));
-        const int id_num = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id_num));
-        out.unit_num = per_unit == 0 ? 0 : id_num / per_unit;
-        out.id = 0;
-        if (unit >= 0 && unit < out.unit_num) {
-            // A stored record holds at most CHIPID_SLOT_ID_MAX IDs: more is a
-            // copy that raced the writer.
-            const size_t at = static_cast<size_t>(per_unit) * static_cast<size_t>(unit);
-            if (at >= CHIPID_SLOT_ID_MAX) {
-                return false;
-            }
-            out.id = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id) + at * sizeof(uint16_t));
+    out.status = dm_slot_field<int32_t>(gslot, offsetof(chipid_slot_t, status));
+    const int per_unit = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, idnum_per_unit));
+    const int id_num = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id_num));
+    out.unit_num = per_unit == 0 ? 0 : id_num / per_unit;
+    out.id = 0;
+    if (unit >= 0 && unit < out.unit_num) {
+        // A stored record holds at most CHIPID_SLOT_ID_MAX IDs.
+        const size_t at = static_cast<size_t>(per_unit) * static_cast<size_t>(unit);
+        if (at >= CHIPID_SLOT_ID_MAX) {
+            return false;
         }
-        return true;
-    };
-    if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
-        dm_seq_read(tbl.seq, tbl.addr_lib_rwlock, attempt);
+        out.id = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id) + at * sizeof(uint16_t));
     }
-    return out;
+    return true;
+}
+
+[[gnu::noinline]] void dm_chipid_first_contended(int gslot, int unit, dm_chipid_first *out)
+{
+    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock,
+                [&] { return dm_chipid_first_attempt(gslot, unit, *out); });
+}
+
+}  // namespace
+
+void dm_chipid_first_of(int gslot, int unit, dm_chipid_first *out)
+{
+    auto attempt = [&] { return dm_chipid_first_attempt(gslot, unit, *out); };
+    if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
+        dm_chipid_first_contended(gslot, unit, out);
+    }
 }
 
 dm_chipid_owner dm_chipid_owner_of(int chipid) { return dm_owner_load(chipid); }

@@ -253,17 +253,23 @@ dm_port_cell *dm_port_cell_of(dm_port_slot slot)
     if (cell == nullptr) {
         return false;
     }
+    // Pairs of words go out as one 16-byte store: a field the caller then
+    // reads with one load (the compiler merges neighbours, such as slotid
+    // and subslotid at bytes 20..27) lies within one store and is forwarded
+    // from it.
+    using dm_pair = uint64_t __attribute__((vector_size(16)));
     auto *to = reinterpret_cast<unsigned char *>(out);
-    constexpr size_t kWhole = sizeof(dp_lib_port_t) / sizeof(uint64_t);
-#pragma GCC unroll 16
-    for (size_t i = 0; i < kWhole; ++i) {
-        const uint64_t w = cell->w[i].load(kDmSeqLoad);
-        std::memcpy(to + i * sizeof w, &w, sizeof w);
+    constexpr size_t kPairs = sizeof(dp_lib_port_t) / sizeof(dm_pair);
+#pragma GCC unroll 8
+    for (size_t i = 0; i < kPairs; ++i) {
+        const dm_pair p = {cell->w[2 * i].load(kDmSeqLoad), cell->w[2 * i + 1].load(kDmSeqLoad)};
+        std::memcpy(to + i * sizeof p, &p, sizeof p);
     }
-    if constexpr (sizeof(dp_lib_port_t) % sizeof(uint64_t) != 0) {
-        const uint64_t w = cell->w[kWhole].load(kDmSeqLoad);
-        std::memcpy(to + kWhole * sizeof w, &w, sizeof(dp_lib_port_t) % sizeof w);
-    }
+    static_assert(sizeof(dp_lib_port_t) - kPairs * sizeof(dm_pair) == 12);
+    const uint64_t w = cell->w[2 * kPairs].load(kDmSeqLoad);
+    const uint32_t last = static_cast<uint32_t>(cell->w[2 * kPairs + 1].load(kDmSeqLoad));
+    std::memcpy(to + kPairs * sizeof(dm_pair), &w, sizeof w);
+    std::memcpy(to + kPairs * sizeof(dm_pair) + sizeof w, &last, sizeof last);
     return true;
 }
 

@@ -48,7 +48,7 @@ struct dm_chipid_first {
     int unit_num;
     int id;
 };
-dm_chipid_first dm_chipid_first_of(int gslot, int unit);
+void dm_chipid_first_of(int gslot, int unit, dm_chipid_first *out);
 dm_chipid_owner dm_chipid_owner_of(int chipid);
 
 // A hold that keeps writers out while a query walks the whole reverse table.
