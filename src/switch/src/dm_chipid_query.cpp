@@ -57,7 +57,9 @@ void addr_lib_read_slot(int gslot, int unit, dm_chipid_first *slot)
     dm_chipid_first_of(gslot, unit, slot);
 }
 int addr_lib_units_of(const chipid_slot_t &slot) { return addr_lib_unit_num(slot); }
-int addr_lib_units_of(const dm_chipid_first &slot) { return slot.unit_num; }
+int addr_lib_units_of(const dm_chipid_first &slot) { return slot.unit_num(); }
+bool addr_lib_holds_unit(const chipid_slot_t &slot, int unit) { return unit < addr_lib_unit_num(slot); }
+bool addr_lib_holds_unit(const dm_chipid_first &slot, int unit) { return slot.holds(unit); }
 
 // Slot of a node for the node-based queries: 0 with its record read into
 // *slot (for chip `unit`), -2 when the node is outside the table, -3 when
@@ -87,9 +89,8 @@ int addr_lib_slot_of_unit(int unit, int node, Slot *slot)
     if (ret != 0) {
         return ret;
     }
-    const int unit_num = addr_lib_units_of(*slot);
-    if (unit >= unit_num) {
-        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, unit_num);
+    if (!addr_lib_holds_unit(*slot, unit)) {
+        DM_ERROR("unit[%d] is large than slot unit_num[%d]\r\n", unit, addr_lib_units_of(*slot));
         return -2;
     }
     return 0;

@@ -1,7 +1,10 @@
 // The chip-ID allocation mirror's storage (see dm_chipid_table.h). A slot
 // record is six atomic words; a chip ID's owner is one atomic word, so a
 // single owner is never torn even without the counter, and the counter makes
-// a slot record and a walk of owners whole.
+// a slot record and a walk of owners whole. Each chip's first chip ID is kept
+// a second time, beside what a query checks it against, in one word of its
+// own (dm_unit_word): the query behind every mod_port phyid reads that word
+// alone.
 #include "dm_chipid_table.h"
 
 #include <cstddef>
@@ -20,6 +23,9 @@ struct dm_chipid_table {
     std::atomic<uint64_t> chipid_slot[kDmSlotTableLen][kSlotWords] = {};
     std::atomic<uint64_t> chipid_res[kDmChipidNum] = {};
     std::atomic<int> chipid_alloc_num{0};
+    // dm_unit_word of chip u of each slot's record (u below the most chips a
+    // record can name).
+    std::atomic<uint64_t> unit_first[kDmSlotTableLen][CHIPID_SLOT_ID_MAX] = {};
 };
 
 dm_chipid_table tbl;
@@ -86,56 +92,32 @@ chipid_slot_t dm_chipid_slot_copy(int gslot)
 
 namespace {
 
-// A field of `T` at byte `at` of a slot record, out of the record's word that
-// holds it.
-template <class T>
-T dm_slot_field(int gslot, size_t at)
+// Chip `unit`'s first chip ID in one word with the record's status and two
+// counts: status in bits 0..31, the ID in 32..47 (0 when the record has no
+// such chip), idnum_per_unit in 48..55, id_num in 56..63. A stored record has
+// passed the update's checks (at most CHIPID_SLOT_ID_MAX IDs, 1 <= idnum_per_unit
+// <= id_num), so both counts fit their byte.
+uint64_t dm_unit_word(const chipid_slot_t &rec, int unit)
 {
-    const uint64_t w = tbl.chipid_slot[gslot][at / sizeof w].load(kDmSeqLoad);
-    T v;
-    std::memcpy(&v, reinterpret_cast<const unsigned char *>(&w) + at % sizeof w, sizeof v);
-    return v;
-}
-
-}  // namespace
-
-namespace {
-
-// One optimistic read of what dm_chipid_first_of answers; false when what it
-// read cannot be a stored record (a copy that raced the writer).
-[[gnu::always_inline]] inline bool dm_chipid_first_attempt(int gslot, int unit,
-                                                           dm_chipid_first &out)
-{
-    out.status = dm_slot_field<int32_t>(gslot, offsetof(chipid_slot_t, status));
-    const int per_unit = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, idnum_per_unit));
-    const int id_num = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id_num));
-    out.unit_num = per_unit == 0 ? 0 : id_num / per_unit;
-    out.id = 0;
-    if (unit >= 0 && unit < out.unit_num) {
-        // A stored record holds at most CHIPID_SLOT_ID_MAX IDs.
-        const size_t at = static_cast<size_t>(per_unit) * static_cast<size_t>(unit);
-        if (at >= CHIPID_SLOT_ID_MAX) {
-            return false;
-        }
-        out.id = dm_slot_field<uint16_t>(gslot, offsetof(chipid_slot_t, id) + at * sizeof(uint16_t));
+    dm_chipid_first f{rec.status, rec.idnum_per_unit, rec.id_num, 0};
+    if (f.holds(unit)) {
+        f.id = rec.id[static_cast<size_t>(rec.idnum_per_unit) * static_cast<size_t>(unit)];
     }
-    return true;
-}
-
-[[gnu::noinline]] void dm_chipid_first_contended(int gslot, int unit, dm_chipid_first *out)
-{
-    dm_seq_read(tbl.seq, tbl.addr_lib_rwlock,
-                [&] { return dm_chipid_first_attempt(gslot, unit, *out); });
+    return static_cast<uint32_t>(f.status) | static_cast<uint64_t>(f.id & 0xFFFF) << 32 |
+           static_cast<uint64_t>(f.per_unit & 0xFF) << 48 |
+           static_cast<uint64_t>(f.id_num & 0xFF) << 56;
 }
 
 }  // namespace
 
 void dm_chipid_first_of(int gslot, int unit, dm_chipid_first *out)
 {
-    auto attempt = [&] { return dm_chipid_first_attempt(gslot, unit, *out); };
-    if (!dm_seq_try(tbl.seq, attempt)) [[unlikely]] {
-        dm_chipid_first_contended(gslot, unit, out);
-    }
+    const bool named = unit >= 0 && unit < CHIPID_SLOT_ID_MAX;
+    const uint64_t w = tbl.unit_first[gslot][named ? unit : 0].load(kDmSeqLoad);
+    out->status = static_cast<int32_t>(static_cast<uint32_t>(w));
+    out->per_unit = static_cast<int>((w >> 48) & 0xFF);
+    out->id_num = static_cast<int>(w >> 56);
+    out->id = named ? static_cast<int>((w >> 32) & 0xFFFF) : 0;
 }
 
 dm_chipid_owner dm_chipid_owner_of(int chipid) { return dm_owner_load(chipid); }
@@ -165,6 +147,9 @@ void dm_chipid_writer::set_slot(int gslot, const chipid_slot_t &rec)
     std::memcpy(words, &rec, sizeof rec);
     for (int i = 0; i < kSlotWords; ++i) {
         tbl.chipid_slot[gslot][i].store(words[i], kDmSeqStore);
+    }
+    for (int u = 0; u < CHIPID_SLOT_ID_MAX; ++u) {
+        tbl.unit_first[gslot][u].store(dm_unit_word(rec, u), kDmSeqStore);
     }
 }
 

@@ -94,9 +94,10 @@ int dm_lib_port_to_dm_port(dp_lib_port_t *lib_pinfo, dm_port_t *dm_pinfo)
 
 }  // namespace
 
-bool dm_resolve_at(dm_site at, int phyid, dp_lib_port_t *rec, const char *miss_text)
+bool dm_resolve_at(dm_site at, int phyid, dp_lib_port_t *rec, const char *miss_text,
+                   dm_port_part part)
 {
-    if (dm_lib_get_pinfo_by_ssphyid(phyid, rec) == 0) {
+    if (dm_lib_get_pinfo_by_ssphyid(phyid, rec, part) == 0) {
         return true;
     }
     DM_DIAG_AT(at, LIB_DBG_WARN, "%s", miss_text);
@@ -104,25 +105,25 @@ bool dm_resolve_at(dm_site at, int phyid, dp_lib_port_t *rec, const char *miss_t
 }
 
 int dm_port_open(dm_site at, bool outs_missing, const char *label, int phyid, dp_lib_port_t *rec,
-                 int miss, const char *miss_text)
+                 int miss, const char *miss_text, dm_port_part part)
 {
     if (dm_bad_param(at, outs_missing)) {
         return -1;
     }
     DM_DIAG_AT(at, LIB_DBG_VERBOSE, "%s phyid = %x!\n", label, phyid);
-    return dm_resolve_at(at, phyid, rec, miss_text) ? 0 : miss;
+    return dm_resolve_at(at, phyid, rec, miss_text, part) ? 0 : miss;
 }
 
-int dm_lib_get_pinfo_by_ssphyid(int phyid, dp_lib_port_t *pinfo)
+int dm_lib_get_pinfo_by_ssphyid(int phyid, dp_lib_port_t *pinfo, dm_port_part part)
 {
     if (dm_phyid_form(phyid) == DM_PHYID_FORM_SLOT_LPORT) {
-        return dm_lib_get_pinfo_from_ssphyid_tree(phyid, pinfo);
+        return dm_lib_get_pinfo_from_ssphyid_tree(phyid, pinfo, part);
     }
     int dm_phyid = 0;
     if (dm_lib_get_port_dmphyid_by_ssphyid(phyid, &dm_phyid) != 0) {
         return -1;
     }
-    return dm_lib_get_pinfo_by_phyid(dm_phyid, pinfo);
+    return dm_lib_get_pinfo_by_phyid(dm_phyid, pinfo, part);
 }
 
 int dm_get_pinfo_by_ifx(int ifx, dm_port_t *pinfo)
@@ -131,7 +132,7 @@ int dm_get_pinfo_by_ifx(int ifx, dm_port_t *pinfo)
         return -1;
     }
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ifx(ifx, &rec) != 0) {
+    if (dm_lib_get_pinfo_by_ifx(ifx, &rec, dm_port_part::head) != 0) {
         DM_WARN("can not find node!\n");
         return -1;
     }
@@ -141,7 +142,7 @@ int dm_get_pinfo_by_ifx(int ifx, dm_port_t *pinfo)
 bool dm_port_is_on_local_switch(unsigned int ifindex)
 {
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_ifx(static_cast<int>(ifindex), &rec) != 0) {
+    if (dm_lib_get_pinfo_by_ifx(static_cast<int>(ifindex), &rec, dm_port_part::head) != 0) {
         DM_WARN("can not find node!\n");
         return false;
     }
@@ -156,7 +157,7 @@ int dm_get_phyid_from_ifx(int ifx, int *phyid)
     DM_VERBOSE("ifx: %d\r\n", ifx);
     dp_lib_port_t rec;
     int answer = 0;
-    if (dm_lib_get_pinfo_by_ifx(ifx, &rec) == 0) {
+    if (dm_lib_get_pinfo_by_ifx(ifx, &rec, dm_port_part::head) == 0) {
         if (dm_lib_get_mod_port_phyid(&rec, &answer) == 0) {
             *phyid = answer;
             DM_VERBOSE("phyid: %x\r\n", answer);
@@ -174,7 +175,7 @@ int dm_get_phyid_from_ifx(int ifx, int *phyid)
         DM_WARN("fail to get data from kernel.\r\n");
         return -1;
     }
-    if (dm_lib_get_pinfo_by_lsm_key(lsm_key, &rec) != 0) {
+    if (dm_lib_get_pinfo_by_lsm_key(lsm_key, &rec, dm_port_part::head) != 0) {
         DM_WARN("can not find node!\n");
         return -1;
     }
@@ -243,7 +244,7 @@ int dm_get_ifindex_from_phyid(int phyid, int *ifindex)
     // The record's interface index counts only while the index still leads
     // somewhere (it may have been taken over by another port).
     dp_lib_port_t holder;
-    if (dm_lib_get_pinfo_by_ifx(rec.ifx, &holder) == 0) {
+    if (dm_lib_get_pinfo_by_ifx(rec.ifx, &holder, dm_port_part::head) == 0) {
         DM_VERBOSE("dm_get_ifindex_from_phyid ifx = %d!\n", *ifindex);
         return 0;
     }
@@ -324,7 +325,7 @@ int dm_get_phyid_by_slot_unit_port(int devid, int slot, int unit, int port, int 
     const int dm_phyid = dm_phyid_make(devid & 0x3F, slot & 0x3F, unit & 0x7, port & 0x1FF);
     DM_VERBOSE("dm_get_phyid_by_slot_unit_port phyid = %x!\n", dm_phyid);
     dp_lib_port_t rec;
-    if (dm_lib_get_pinfo_by_phyid(dm_phyid, &rec) != 0) {
+    if (dm_lib_get_pinfo_by_phyid(dm_phyid, &rec, dm_port_part::head) != 0) {
         DM_WARN("can not find node!\n");
         return -1;
     }

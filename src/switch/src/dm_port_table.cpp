@@ -243,10 +243,12 @@ dm_port_cell *dm_port_cell_of(dm_port_slot slot)
     return c == nullptr ? nullptr : c + (slot & (kChunkSlots - 1));
 }
 
-// Copies the slot's record into *out word by word, each an atomic load, and
-// each stored as it arrives: a copy staged in a local array and then moved
-// with wider loads makes those loads wait for the narrower stores to retire
-// (no store forwarding), which serialises one lookup behind the next.
+// Copies the slot's record (or its head) into *out word by word, each an
+// atomic load, and each stored as it arrives: a copy staged in a local array
+// and then moved with wider loads makes those loads wait for the narrower
+// stores to retire (no store forwarding), which serialises one lookup behind
+// the next.
+template <dm_port_part Part>
 [[gnu::always_inline]] inline bool dm_port_copy_out_words(dm_port_slot slot, dp_lib_port_t *out)
 {
     const dm_port_cell *cell = dm_port_cell_of(slot);
@@ -259,29 +261,35 @@ dm_port_cell *dm_port_cell_of(dm_port_slot slot)
     // from it.
     using dm_pair = uint64_t __attribute__((vector_size(16)));
     auto *to = reinterpret_cast<unsigned char *>(out);
-    constexpr size_t kPairs = sizeof(dp_lib_port_t) / sizeof(dm_pair);
+    constexpr size_t kPairs = (Part == dm_port_part::head ? kDmPortHeadBytes : sizeof(dp_lib_port_t)) /
+                              sizeof(dm_pair);
 #pragma GCC unroll 8
     for (size_t i = 0; i < kPairs; ++i) {
         const dm_pair p = {cell->w[2 * i].load(kDmSeqLoad), cell->w[2 * i + 1].load(kDmSeqLoad)};
         std::memcpy(to + i * sizeof p, &p, sizeof p);
     }
-    static_assert(sizeof(dp_lib_port_t) - kPairs * sizeof(dm_pair) == 12);
-    const uint64_t w = cell->w[2 * kPairs].load(kDmSeqLoad);
-    const uint32_t last = static_cast<uint32_t>(cell->w[2 * kPairs + 1].load(kDmSeqLoad));
-    std::memcpy(to + kPairs * sizeof(dm_pair), &w, sizeof w);
-    std::memcpy(to + kPairs * sizeof(dm_pair) + sizeof w, &last, sizeof last);
+    if constexpr (Part == dm_port_part::head) {
+        std::memset(to + kDmPortHeadBytes, 0, sizeof(dp_lib_port_t) - kDmPortHeadBytes);
+    } else {
+        static_assert(sizeof(dp_lib_port_t) - kPairs * sizeof(dm_pair) == 12);
+        const uint64_t w = cell->w[2 * kPairs].load(kDmSeqLoad);
+        const uint32_t last = static_cast<uint32_t>(cell->w[2 * kPairs + 1].load(kDmSeqLoad));
+        std::memcpy(to + kPairs * sizeof(dm_pair), &w, sizeof w);
+        std::memcpy(to + kPairs * sizeof(dm_pair) + sizeof w, &last, sizeof last);
+    }
     return true;
 }
 
 dp_lib_port_t dm_port_record_of(dm_port_slot slot)
 {
     dp_lib_port_t rec;
-    dm_port_copy_out_words(slot, &rec);
+    dm_port_copy_out_words<dm_port_part::whole>(slot, &rec);
     return rec;
 }
 
 // One optimistic read of a view: what the probe found, with the record
 // copied into *out on a hit.
+template <dm_port_part Part>
 [[gnu::always_inline]] inline dm_probe dm_port_attempt(const dm_port_view &view, int key,
                                                        dp_lib_port_t *out)
 {
@@ -295,17 +303,17 @@ dp_lib_port_t dm_port_record_of(dm_port_slot slot)
     if (found != dm_probe::hit) {
         return found;
     }
-    return dm_port_copy_out_words(dm_word_slot(e), out) ? dm_probe::hit : dm_probe::torn;
+    return dm_port_copy_out_words<Part>(dm_word_slot(e), out) ? dm_probe::hit : dm_probe::torn;
 }
 
 // A lookup in one view that lost a race with a writer: out of line, so that
 // the hot path below stays small.
-template <dm_port_key By>
+template <dm_port_key By, dm_port_part Part>
 [[gnu::noinline]] bool dm_port_lookup_contended(int key, dp_lib_port_t *out)
 {
     bool hit = false;
     dm_seq_read(tbl.seq, tbl.dm_port_rwlock, [&] {
-        const dm_probe found = dm_port_attempt(dm_view(By), key, out);
+        const dm_probe found = dm_port_attempt<Part>(dm_view(By), key, out);
         hit = found == dm_probe::hit;
         return found != dm_probe::torn;
     });
@@ -314,18 +322,18 @@ template <dm_port_key By>
 
 // The lookup in one view, inlined into each record lookup below so that the
 // view's address is a constant there.
-template <dm_port_key By>
+template <dm_port_key By, dm_port_part Part = dm_port_part::whole>
 [[gnu::always_inline]] inline bool dm_port_lookup_in(int key, dp_lib_port_t *out)
 {
     dm_probe found = dm_probe::torn;
     auto attempt = [&] {
-        found = dm_port_attempt(dm_view(By), key, out);
+        found = dm_port_attempt<Part>(dm_view(By), key, out);
         return found != dm_probe::torn;
     };
     if (dm_seq_try(tbl.seq, attempt)) [[likely]] {
         return found == dm_probe::hit;
     }
-    return dm_port_lookup_contended<By>(key, out);
+    return dm_port_lookup_contended<By, Part>(key, out);
 }
 
 }  // namespace
@@ -427,38 +435,45 @@ void dm_port_writer::erase(dm_port_key by, int key) { dm_view(by).erase(key); }
 
 namespace {
 
-// Copies the record under `key` out of one view; -1 on a miss.
-template <dm_port_key By>
+// Copies the record under `key` (or its head) out of one view; -1 on a miss.
+template <dm_port_key By, dm_port_part Part>
 int dm_port_copy_out(int key, dp_lib_port_t *pinfo)
 {
     if (pinfo == nullptr) {
         return -1;
     }
-    if (!dm_port_lookup_in<By>(key, pinfo)) [[unlikely]] {
+    if (!dm_port_lookup_in<By, Part>(key, pinfo)) [[unlikely]] {
         DM_WARN("can not find node!\n");
         return -1;
     }
     return 0;
 }
 
+template <dm_port_key By>
+int dm_port_copy_out(int key, dp_lib_port_t *pinfo, dm_port_part part)
+{
+    return part == dm_port_part::head ? dm_port_copy_out<By, dm_port_part::head>(key, pinfo)
+                                      : dm_port_copy_out<By, dm_port_part::whole>(key, pinfo);
+}
+
 }  // namespace
 
-int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo)
+int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo, dm_port_part part)
 {
-    return dm_port_copy_out<dm_port_key::ifx>(ifx, pinfo);
+    return dm_port_copy_out<dm_port_key::ifx>(ifx, pinfo, part);
 }
 
-int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo)
+int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo, dm_port_part part)
 {
-    return dm_port_copy_out<dm_port_key::phyid>(dm_phyid, pinfo);
+    return dm_port_copy_out<dm_port_key::phyid>(dm_phyid, pinfo, part);
 }
 
-int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo)
+int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo, dm_port_part part)
 {
-    return dm_port_copy_out<dm_port_key::ss_phyid>(ss_phyid, pinfo);
+    return dm_port_copy_out<dm_port_key::ss_phyid>(ss_phyid, pinfo, part);
 }
 
-int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo)
+int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo, dm_port_part part)
 {
-    return dm_port_copy_out<dm_port_key::lsm_key>(lsm_key, pinfo);
+    return dm_port_copy_out<dm_port_key::lsm_key>(lsm_key, pinfo, part);
 }

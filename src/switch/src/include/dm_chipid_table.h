@@ -41,12 +41,22 @@ inline int addr_lib_unit_num(const chipid_slot_t &slot)
 chipid_slot_t dm_chipid_slot_copy(int gslot);
 
 // What a first-chip-ID query reads of a slot record, without copying it:
-// the status, the number of chips, and chip `unit`'s first chip ID (0 when
-// the record has no such chip).
+// the status, the two counts, and chip `unit`'s first chip ID (0 when the
+// record has no such chip). One atomic word, written with the record, holds
+// all of it, so the answer is one version of the record without the counter.
 struct dm_chipid_first {
     int status;
-    int unit_num;
+    int per_unit;  // idnum_per_unit
+    int id_num;
     int id;
+    // Chips on the card (stored records have per_unit >= 1).
+    int unit_num() const { return per_unit == 0 ? 0 : id_num / per_unit; }
+    // unit < unit_num(), without the division.
+    bool holds(int unit) const
+    {
+        return unit >= 0 && per_unit != 0 &&
+               (static_cast<int64_t>(unit) + 1) * per_unit <= static_cast<int64_t>(id_num);
+    }
 };
 void dm_chipid_first_of(int gslot, int unit, dm_chipid_first *out);
 dm_chipid_owner dm_chipid_owner_of(int chipid);

@@ -41,12 +41,25 @@ struct dm_port_entry {
 // raced a writer may have written part of a record there.
 bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out);
 
-// Record lookups every port query starts from: 0 with the 124-byte record
-// copied into *pinfo, or -1 (warned "can not find node!"; *pinfo is scratch).
-int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo);
-int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo);
-int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo);
-int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo);
+// How much of a record a lookup copies: all 124 bytes, or the head, its
+// first 64 bytes (ifx up to lsm_key), which a slot keeps in one cache line.
+// A head copy reads 0 in the fields after it (lsm_user_slot, lsm_user_port,
+// is_parent, subcard_node, split_info); a query that needs none of those
+// asks for the head and touches half the memory.
+enum class dm_port_part { whole, head };
+constexpr size_t kDmPortHeadBytes = 64;
+static_assert(offsetof(dp_lib_port_t, lsm_key) + sizeof(int32_t) == kDmPortHeadBytes);
+
+// Record lookups every port query starts from: 0 with the record (or its
+// head) copied into *pinfo, or -1 (warned "can not find node!"; *pinfo is
+// scratch).
+int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo, dm_port_part part = dm_port_part::whole);
+int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo,
+                              dm_port_part part = dm_port_part::whole);
+int dm_lib_get_pinfo_from_ssphyid_tree(int ss_phyid, dp_lib_port_t *pinfo,
+                                       dm_port_part part = dm_port_part::whole);
+int dm_lib_get_pinfo_by_lsm_key(int lsm_key, dp_lib_port_t *pinfo,
+                                dm_port_part part = dm_port_part::whole);
 
 // A copy of one view.
 struct dm_port_view_copy {
