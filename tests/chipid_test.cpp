@@ -53,6 +53,7 @@ TEST(Chipid, ReleaseFreesOnlyTheStoredIds)
     int node = 0, unit = 0, first = 0;
     EXPECT_EQ(dm_get_node_unit_from_chipid(40, &node, &unit), 0);
     EXPECT_EQ(dm_get_first_chipid_from_node(dm_node_make(1, 5), &first), -3);
+    EXPECT_EQ(dm_get_first_chipid_from_unit_node(0, dm_node_make(1, 5), &first), -3);
     dm_host_set_dbg_level(LIB_DBG_WARN);
     const std::string out = dmtest::capture_stdout([] { EXPECT_FALSE(dm_is_local_chipid(99)); });
     EXPECT_TRUE(dmtest::has(out, "chipid[99] not alloc\r\n")) << out;
@@ -128,6 +129,9 @@ TEST(Chipid, QueriesRunWhileAllocationsChange)
         bad += ret != -3 && !(ret == 0 && node == dm_node_make(1, 7) && unit == 1);
         dm_chipid_alloc_t all[4];
         bad += dm_get_alloced_chipid(all, &num) != 0 || (num != 0 && num != 4);
+        int first = 0;
+        ret = dm_get_first_chipid_from_unit_node(1, dm_node_make(1, 7), &first);
+        bad += ret != -3 && !(ret == 0 && first == 82);
     }
     writer.join();
     EXPECT_EQ(bad, 0);

@@ -58,7 +58,10 @@ void addr_lib_read_slot(int gslot, int unit, dm_chipid_first *slot)
 }
 int addr_lib_units_of(const chipid_slot_t &slot) { return addr_lib_unit_num(slot); }
 int addr_lib_units_of(const dm_chipid_first &slot) { return slot.unit_num(); }
-bool addr_lib_holds_unit(const chipid_slot_t &slot, int unit) { return unit < addr_lib_unit_num(slot); }
+bool addr_lib_holds_unit(const chipid_slot_t &slot, int unit)
+{
+    return unit < addr_lib_unit_num(slot);
+}
 bool addr_lib_holds_unit(const dm_chipid_first &slot, int unit) { return slot.holds(unit); }
 
 // Slot of a node for the node-based queries: 0 with its record read into

@@ -11,13 +11,23 @@
 // entries however ports come and go.
 //
 // Readers. A lookup reads the counter, probes, copies the slot's words, and
-// reads the counter again (dm_seq_read); every load is an atomic load (kDmSeqLoad),
-// so a copy that overlaps a writer is a data race by no definition, only a
-// stale copy, which the second read of the counter throws away. What a racing
-// reader sees may be nonsense (a slot past the chunks, a probe that never
-// meets an empty entry): such an attempt stops at once and is retried. The
-// only pointers a reader follows are a view's current array and a chunk, and
-// neither is ever freed.
+// reads the counter again (dm_seq_try, inlined into each record lookup; the
+// retries of dm_seq_read are out of line); every load is an atomic load
+// (kDmSeqLoad), so a copy that overlaps a writer is a data race by no
+// definition, only a stale copy, which the second read of the counter throws
+// away. What a racing reader sees may be nonsense (a slot past the chunks, a
+// probe that never meets an empty entry): such an attempt stops at once and
+// is retried. The only pointers a reader follows are a view's current array
+// and a chunk, and neither is ever freed.
+//
+// Cost. A lookup is two cache misses (the view's entry, then the record)
+// inside a few dozen instructions, and a caller's loop of lookups runs as
+// fast as the processor can overlap one lookup's misses with the next's. So
+// the copy goes straight into the caller's record in 16-byte stores that the
+// caller's field loads are forwarded from (a copy staged in a local array
+// and moved again stalls until its stores retire), and a query that needs
+// only a record's first 64 bytes copies just those (dm_port_part::head): the
+// slot keeps them in one cache line.
 //
 // Reclamation. A view that passes three quarters full moves to an array of
 // twice the size, and the old array is retired, never freed, because a
@@ -261,8 +271,8 @@ template <dm_port_part Part>
     // from it.
     using dm_pair = uint64_t __attribute__((vector_size(16)));
     auto *to = reinterpret_cast<unsigned char *>(out);
-    constexpr size_t kPairs = (Part == dm_port_part::head ? kDmPortHeadBytes : sizeof(dp_lib_port_t)) /
-                              sizeof(dm_pair);
+    constexpr size_t kPairs =
+        (Part == dm_port_part::head ? kDmPortHeadBytes : sizeof(dp_lib_port_t)) / sizeof(dm_pair);
 #pragma GCC unroll 8
     for (size_t i = 0; i < kPairs; ++i) {
         const dm_pair p = {cell->w[2 * i].load(kDmSeqLoad), cell->w[2 * i + 1].load(kDmSeqLoad)};

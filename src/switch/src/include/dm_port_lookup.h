@@ -42,8 +42,8 @@ int dm_port_get(dm_site at, bool outs_missing, const char *label, int phyid, int
                 dm_port_part part = dm_port_part::whole)
 {
     dp_lib_port_t rec;
-    const int rc = dm_port_open(at, outs_missing, label, phyid, &rec, miss,
-                                "can not find node!\n", part);
+    const int rc =
+        dm_port_open(at, outs_missing, label, phyid, &rec, miss, "can not find node!\n", part);
     return rc == 0 ? fill(rec) : rc;
 }
 // The same for a getter whose `fill` reads only the record's head.
