@@ -10,8 +10,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -314,6 +316,32 @@ void readers_floor_setup(const benchmark::State &)
     keys(kLookupPorts);
 }
 
+// ---- the memory's own latency -------------------------------------------------------
+
+// One dependent load after another through a random cycle of the cache lines
+// of `bytes` of memory: what a lookup that must reach memory beyond the caches
+// pays at least once, whatever the structure. Printed beside the growth
+// series, whose largest table (32 MiB of records) lies out there.
+void memory_latency(benchmark::State &state, size_t bytes)
+{
+    constexpr size_t kLine = 64 / sizeof(size_t);
+    const size_t lines = bytes / 64;
+    std::vector<size_t> order(lines);
+    for (size_t i = 0; i < lines; ++i) {
+        order[i] = i;
+    }
+    std::shuffle(order.begin() + 1, order.end(), std::mt19937(7));
+    std::vector<size_t> next(lines * kLine);
+    for (size_t i = 0; i < lines; ++i) {
+        next[order[i] * kLine] = order[(i + 1) % lines] * kLine;
+    }
+    size_t at = 0;
+    for (auto _ : state) {
+        at = next[at];
+        benchmark::DoNotOptimize(at);
+    }
+}
+
 // ---- registration ---------------------------------------------------------------
 
 std::string name_of(const char *kind, const Getter &g, Form f, int n)
@@ -345,6 +373,7 @@ void register_growth()
         {"dm_get_pinfo_by_phyid", Form::slot_lport},
         {"dm_get_pinfo_by_phyid", Form::unit_port},
     };
+    benchmark::RegisterBenchmark("latency/64MiB", memory_latency, size_t{64} << 20);
     for (const int n : {1024, 4096, 16384, 65536, 262144}) {
         for (const auto &s : series) {
             const Getter &g = getter(s.getter);
