@@ -348,21 +348,6 @@ template <dm_port_key By, dm_port_part Part = dm_port_part::whole>
 
 }  // namespace
 
-bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out)
-{
-    switch (by) {
-    case dm_port_key::ifx:
-        return dm_port_lookup_in<dm_port_key::ifx>(key, out);
-    case dm_port_key::phyid:
-        return dm_port_lookup_in<dm_port_key::phyid>(key, out);
-    case dm_port_key::ss_phyid:
-        return dm_port_lookup_in<dm_port_key::ss_phyid>(key, out);
-    case dm_port_key::lsm_key:
-        return dm_port_lookup_in<dm_port_key::lsm_key>(key, out);
-    }
-    return false;
-}
-
 bool dm_port_snapshot(dm_port_view_copy (&views)[kDmPortKeys])
 {
     bool whole = true;

@@ -39,6 +39,7 @@ inline int addr_lib_unit_num(const chipid_slot_t &slot)
 // Lock-free copies: the record of `gslot` (0..kDmSlotTableLen-1) and the
 // owner of `chipid` (0..kDmChipidNum-1). Any thread.
 chipid_slot_t dm_chipid_slot_copy(int gslot);
+dm_chipid_owner dm_chipid_owner_of(int chipid);
 
 // What a first-chip-ID query reads of a slot record, without copying it:
 // the status, the two counts, and chip `unit`'s first chip ID (0 when the
@@ -59,7 +60,6 @@ struct dm_chipid_first {
     }
 };
 void dm_chipid_first_of(int gslot, int unit, dm_chipid_first *out);
-dm_chipid_owner dm_chipid_owner_of(int chipid);
 
 // A hold that keeps writers out while a query walks the whole reverse table.
 class dm_chipid_scan : dm_hold {

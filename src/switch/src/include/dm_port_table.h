@@ -36,11 +36,6 @@ struct dm_port_entry {
     dp_lib_port_t rec;
 };
 
-// Lock-free lookup: true with the record the view leads `key` to copied into
-// *out. Any thread, at any time. On false *out is scratch: an attempt that
-// raced a writer may have written part of a record there.
-bool dm_port_lookup(dm_port_key by, int key, dp_lib_port_t *out);
-
 // How much of a record a lookup copies: all 124 bytes, or the head, its
 // first 64 bytes (ifx up to lsm_key), which a slot keeps in one cache line.
 // A head copy reads 0 in the fields after it (lsm_user_slot, lsm_user_port,
@@ -50,9 +45,10 @@ enum class dm_port_part { whole, head };
 constexpr size_t kDmPortHeadBytes = 64;
 static_assert(offsetof(dp_lib_port_t, lsm_key) + sizeof(int32_t) == kDmPortHeadBytes);
 
-// Record lookups every port query starts from: 0 with the record (or its
-// head) copied into *pinfo, or -1 (warned "can not find node!"; *pinfo is
-// scratch).
+// Record lookups every port query starts from, lock-free, from any thread:
+// 0 with the record (or its head) the view leads the key to copied into
+// *pinfo, or -1 (warned "can not find node!"; *pinfo is then scratch: an
+// attempt that raced a writer may have written part of a record there).
 int dm_lib_get_pinfo_by_ifx(int ifx, dp_lib_port_t *pinfo, dm_port_part part = dm_port_part::whole);
 int dm_lib_get_pinfo_by_phyid(int dm_phyid, dp_lib_port_t *pinfo,
                               dm_port_part part = dm_port_part::whole);
