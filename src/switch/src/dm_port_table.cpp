@@ -64,10 +64,29 @@ constexpr uint64_t kMaxBits = 30;
 
 using dm_word = std::atomic<uint64_t>;
 
-uint32_t dm_port_hash(int key, uint64_t bits)
+// How a view spreads its keys. Interface indexes, slot_lport phyids and
+// interface-manager keys mostly come in runs and strides, which Fibonacci
+// hashing (the top bits of one multiplication) spreads almost evenly. A
+// dm_phyid packs device, slot, chip and port into separate bit fields with
+// gaps between their values, and Fibonacci hashing bunches those: with
+// 16,384 ports, 37% of the keys land two or more entries past their home,
+// against 10% under a mixing hash, whose second multiplication brings the
+// high fields' bits into play.
+enum class dm_port_spread { fibonacci, mixed };
+
+constexpr dm_port_spread dm_spread_of(dm_port_key by)
 {
-    return static_cast<uint32_t>(
-        (static_cast<uint64_t>(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull) >> (64 - bits));
+    return by == dm_port_key::phyid ? dm_port_spread::mixed : dm_port_spread::fibonacci;
+}
+
+[[gnu::always_inline]] inline uint32_t dm_port_hash(int key, uint64_t bits, dm_port_spread spread)
+{
+    uint64_t x = static_cast<uint64_t>(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull;
+    if (spread == dm_port_spread::mixed) {
+        x ^= x >> 29;
+        x *= 0xBF58476D1CE4E5B9ull;
+    }
+    return static_cast<uint32_t>(x >> (64 - bits));
 }
 
 uint64_t dm_port_word(int key, dm_port_slot slot)
@@ -84,15 +103,15 @@ enum class dm_probe { hit, miss, torn };
 // Probes array `a` for `key`: the entry's index into *at on a hit, the empty
 // index that ended the search on a miss. Bounded by the array's size, so a
 // probe of an array a writer is changing ends (torn) rather than loops.
-[[gnu::always_inline]] inline dm_probe dm_view_probe(const dm_word *a, int key, uint64_t *entry,
-                                                     uint32_t *at)
+[[gnu::always_inline]] inline dm_probe dm_view_probe(const dm_word *a, dm_port_spread spread,
+                                                     int key, uint64_t *entry, uint32_t *at)
 {
     const uint64_t bits = a[0].load(kDmSeqLoad);
     if (bits < kMinBits || bits > kMaxBits) {
         return dm_probe::torn;
     }
     const uint32_t mask = (1u << bits) - 1u;
-    uint32_t i = dm_port_hash(key, bits);
+    uint32_t i = dm_port_hash(key, bits, spread);
     for (uint32_t n = 0; n <= mask; ++n, i = (i + 1) & mask) {
         const uint64_t e = a[1 + i].load(kDmSeqLoad);
         if (e == 0 || dm_word_key(e) == key) {
@@ -104,9 +123,44 @@ enum class dm_probe { hit, miss, torn };
     return dm_probe::torn;
 }
 
+// A reader's probe: dm_view_probe's answer, found without a branch that
+// depends on where the key sits when it sits in its home entry or the one
+// after it. Whether a key was pushed past its home is random, so a probe that
+// branches on each entry mispredicts on a good share of lookups, and each
+// misprediction throws away the lookups a caller's loop had started after
+// it. The two entries are loaded together and the one holding the key is
+// picked by a conditional move; anything else takes the general probe.
+[[gnu::always_inline]] inline dm_probe dm_view_lookup(const dm_word *a, dm_port_spread spread,
+                                                      int key, uint64_t *entry)
+{
+    const uint64_t bits = a[0].load(kDmSeqLoad);
+    if (bits < kMinBits || bits > kMaxBits) {
+        return dm_probe::torn;
+    }
+    const uint32_t mask = (1u << bits) - 1u;
+    const uint32_t home = dm_port_hash(key, bits, spread);
+    const uint64_t first = a[1 + home].load(kDmSeqLoad);
+    const uint64_t second = a[1 + ((home + 1) & mask)].load(kDmSeqLoad);
+    // Picked with a mask: the compiler turns a conditional expression back
+    // into the branch this is here to avoid. Only an empty entry has a zero
+    // low half. With the home entry empty the key cannot be in the next one
+    // (no probe passes an empty entry), so a key found there means a writer's
+    // change, which the sequence check catches.
+    const uint64_t pick_first = 0 - static_cast<uint64_t>(dm_word_key(first) == key);
+    const uint64_t e = (first & pick_first) | (second & ~pick_first);
+    if (dm_word_key(e) == key && static_cast<uint32_t>(e) != 0) [[likely]] {
+        *entry = e;
+        return dm_probe::hit;
+    }
+    uint32_t at;
+    return dm_view_probe(a, spread, key, entry, &at);
+}
+
 // One keyed view. `cur_` is what readers load; the rest is the writers'.
 class dm_port_view {
 public:
+    constexpr explicit dm_port_view(dm_port_key by) : spread_(dm_spread_of(by)) {}
+
     const dm_word *current() const { return cur_.load(std::memory_order_acquire); }
 
     dm_port_slot find(int key) const
@@ -114,7 +168,7 @@ public:
         const dm_word *a = current();
         uint64_t e;
         uint32_t at;
-        if (a == nullptr || dm_view_probe(a, key, &e, &at) != dm_probe::hit) {
+        if (a == nullptr || dm_view_probe(a, spread_, key, &e, &at) != dm_probe::hit) {
             return kDmNoPort;
         }
         return dm_word_slot(e);
@@ -132,7 +186,7 @@ public:
         dm_word *a = cur_.load(kDmSeqLoad);
         uint64_t e = 0;
         uint32_t at = 0;
-        dm_view_probe(a, key, &e, &at);
+        dm_view_probe(a, spread_, key, &e, &at);
         a[1 + at].store(dm_port_word(key, slot), kDmSeqStore);
         ++count_;
         return 0;
@@ -145,7 +199,7 @@ public:
         dm_word *a = cur_.load(kDmSeqLoad);
         uint64_t e;
         uint32_t hole;
-        if (a == nullptr || dm_view_probe(a, key, &e, &hole) != dm_probe::hit) {
+        if (a == nullptr || dm_view_probe(a, spread_, key, &e, &hole) != dm_probe::hit) {
             return;
         }
         const uint64_t bits = a[0].load(kDmSeqLoad);
@@ -155,7 +209,7 @@ public:
             if (next == 0) {
                 break;
             }
-            const uint32_t home = dm_port_hash(dm_word_key(next), bits);
+            const uint32_t home = dm_port_hash(dm_word_key(next), bits, spread_);
             if (((j - home) & mask) >= ((j - hole) & mask)) {
                 a[1 + hole].store(next, kDmSeqStore);
                 hole = j;
@@ -204,7 +258,7 @@ private:
         grown[0].store(new_bits, kDmSeqStore);
         const uint32_t mask = static_cast<uint32_t>(size - 1);
         each([&](int key, dm_port_slot slot) {
-            uint32_t i = dm_port_hash(key, new_bits);
+            uint32_t i = dm_port_hash(key, new_bits, spread_);
             while (grown[1 + i].load(kDmSeqLoad) != 0) {
                 i = (i + 1) & mask;
             }
@@ -220,6 +274,7 @@ public:
     uint64_t count() const { return count_; }
 
 private:
+    const dm_port_spread spread_;
     std::atomic<dm_word *> cur_{nullptr};
     uint64_t count_ = 0;
     // Every array the view has had, the current one last; never freed.
@@ -235,7 +290,12 @@ struct dm_port_table {
     std::atomic<dm_port_cell *> chunks[kChunks] = {};
     uint32_t slots_made = 0;             // writers only
     dm_port_slot free_head = kDmNoPort;  // writers only; linked through word 0
-    dm_port_view views[kDmPortKeys];
+    dm_port_view views[kDmPortKeys] = {
+        dm_port_view(dm_port_key::ifx),
+        dm_port_view(dm_port_key::phyid),
+        dm_port_view(dm_port_key::ss_phyid),
+        dm_port_view(dm_port_key::lsm_key),
+    };
 };
 
 dm_port_table tbl;
@@ -299,17 +359,15 @@ dp_lib_port_t dm_port_record_of(dm_port_slot slot)
 
 // One optimistic read of a view: what the probe found, with the record
 // copied into *out on a hit.
-template <dm_port_part Part>
-[[gnu::always_inline]] inline dm_probe dm_port_attempt(const dm_port_view &view, int key,
-                                                       dp_lib_port_t *out)
+template <dm_port_key By, dm_port_part Part>
+[[gnu::always_inline]] inline dm_probe dm_port_attempt(int key, dp_lib_port_t *out)
 {
-    const dm_word *a = view.current();
+    const dm_word *a = dm_view(By).current();
     if (a == nullptr) {
         return dm_probe::miss;
     }
     uint64_t e;
-    uint32_t at;
-    const dm_probe found = dm_view_probe(a, key, &e, &at);
+    const dm_probe found = dm_view_lookup(a, dm_spread_of(By), key, &e);
     if (found != dm_probe::hit) {
         return found;
     }
@@ -323,7 +381,7 @@ template <dm_port_key By, dm_port_part Part>
 {
     bool hit = false;
     dm_seq_read(tbl.seq, tbl.dm_port_rwlock, [&] {
-        const dm_probe found = dm_port_attempt<Part>(dm_view(By), key, out);
+        const dm_probe found = dm_port_attempt<By, Part>(key, out);
         hit = found == dm_probe::hit;
         return found != dm_probe::torn;
     });
@@ -337,7 +395,7 @@ template <dm_port_key By, dm_port_part Part = dm_port_part::whole>
 {
     dm_probe found = dm_probe::torn;
     auto attempt = [&] {
-        found = dm_port_attempt<Part>(dm_view(By), key, out);
+        found = dm_port_attempt<By, Part>(key, out);
         return found != dm_probe::torn;
     };
     if (dm_seq_try(tbl.seq, attempt)) [[likely]] {
