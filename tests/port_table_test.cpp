@@ -9,6 +9,7 @@
 #include <map>
 
 #include "dm_test_env.h"
+#include <dm_lib_pd/dm_port_lookup.h>
 
 namespace {
 
@@ -161,3 +162,35 @@ TEST(PortTable, ShowListsEachIndexInKeyOrder)
 }
 
 }  // namespace
+
+// Two thousand ports on eight cards: every view grows several times, the
+// dm_phyid keys' bit fields bunch them in their view, and removing every
+// third port shifts entries back. Each port left is found under each of its
+// keys, with its own record, and no removed port is.
+TEST(PortTable, EveryViewFindsItsPortsThroughGrowthAndRemovals)
+{
+    std::vector<dp_lib_port_t> ports;
+    for (int i = 0; i < 2048; ++i) {
+        dp_lib_port_t p = dmtest::port_record(1, i / 256, i % 256 / 64, i % 64 + 1, i % 256);
+        p.ifx = 0x1000 + 7 * i;
+        p.lsm_key = 3 * i + 1;
+        p.g_chipid = 41;
+        ports.push_back(p);
+        ASSERT_TRUE(dmtest::send(DP_LIB_MSG_PORT_INFO, p));
+    }
+    for (size_t i = 0; i < ports.size(); i += 3) {
+        ASSERT_TRUE(dmtest::send(DP_LIB_MSG_PORT_RMV, ports[i].phyid));
+    }
+    for (size_t i = 0; i < ports.size(); ++i) {
+        const dp_lib_port_t &p = ports[i];
+        const int unit_port = dm_unit_port_phyid(p.devid, p.slotid, p.l_chipid, p.chip_portid);
+        for (const int id : {p.ss_phyid, unit_port}) {
+            dm_port_t out{};
+            const int rc = dm_get_pinfo_by_phyid(id, &out);
+            EXPECT_EQ(rc == 0 && out.ifx == p.ifx, i % 3 != 0) << i << " " << std::hex << id;
+        }
+        dm_port_t out{};
+        const int rc = dm_get_pinfo_by_ifx(p.ifx, &out);
+        EXPECT_EQ(rc == 0 && out.phyid == p.ss_phyid, i % 3 != 0) << i;
+    }
+}

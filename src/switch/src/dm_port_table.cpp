@@ -5,8 +5,8 @@
 // come in chunks of kChunkSlots that are allocated once and never freed, so a
 // slot's address stays valid for the life of the process (type-stable
 // memory). A view is a power-of-two array of atomic words, each 0 (empty) or
-// (key << 32 | slot + 1), probed linearly from a Fibonacci hash of the key;
-// word 0 of the array holds its log2 size. A removal shifts the entries after
+// (key << 32 | slot + 1), probed linearly from a hash of the key (see
+// dm_port_spread); word 0 of the array holds its log2 size. A removal shifts the entries after
 // it back instead of leaving a tombstone, so a view never fills with dead
 // entries however ports come and go.
 //
