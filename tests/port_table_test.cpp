@@ -161,8 +161,6 @@ TEST(PortTable, ShowListsEachIndexInKeyOrder)
     EXPECT_EQ(listed(l, "dm_port_lsm_key_root"), (std::vector<int>{a.phyid, b.phyid}));
 }
 
-}  // namespace
-
 // Two thousand ports on eight cards: every view grows several times, the
 // dm_phyid keys' bit fields bunch them in their view, and removing every
 // third port shifts entries back. Each port left is found under each of its
@@ -194,3 +192,5 @@ TEST(PortTable, EveryViewFindsItsPortsThroughGrowthAndRemovals)
         EXPECT_EQ(rc == 0 && out.phyid == p.ss_phyid, i % 3 != 0) << i;
     }
 }
+
+}  // namespace

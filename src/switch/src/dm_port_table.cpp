@@ -6,9 +6,9 @@
 // slot's address stays valid for the life of the process (type-stable
 // memory). A view is a power-of-two array of atomic words, each 0 (empty) or
 // (key << 32 | slot + 1), probed linearly from a hash of the key (see
-// dm_port_spread); word 0 of the array holds its log2 size. A removal shifts the entries after
-// it back instead of leaving a tombstone, so a view never fills with dead
-// entries however ports come and go.
+// dm_port_spread); word 0 of the array holds its log2 size. A removal shifts
+// the entries after it back instead of leaving a tombstone, so a view never
+// fills with dead entries however ports come and go.
 //
 // Readers. A lookup reads the counter, probes, copies the slot's words, and
 // reads the counter again (dm_seq_try, inlined into each record lookup; the
@@ -68,10 +68,10 @@ using dm_word = std::atomic<uint64_t>;
 // interface-manager keys mostly come in runs and strides, which Fibonacci
 // hashing (the top bits of one multiplication) spreads almost evenly. A
 // dm_phyid packs device, slot, chip and port into separate bit fields with
-// gaps between their values, and Fibonacci hashing bunches those: with
-// 16,384 ports, 37% of the keys land two or more entries past their home,
-// against 10% under a mixing hash, whose second multiplication brings the
-// high fields' bits into play.
+// gaps between their values, and Fibonacci hashing bunches those: in the
+// benchmark's chassis of 16,384 ports, 37% of the keys land two or more
+// entries past their home, against 10% under a mixing hash, whose second
+// multiplication brings the high fields' bits into play.
 enum class dm_port_spread { fibonacci, mixed };
 
 constexpr dm_port_spread dm_spread_of(dm_port_key by)
@@ -129,7 +129,7 @@ enum class dm_probe { hit, miss, torn };
 // branches on each entry mispredicts on a good share of lookups, and each
 // misprediction throws away the lookups a caller's loop had started after
 // it. The two entries are loaded together and the one holding the key is
-// picked by a conditional move; anything else takes the general probe.
+// picked without a branch; anything else takes the general probe.
 [[gnu::always_inline]] inline dm_probe dm_view_lookup(const dm_word *a, dm_port_spread spread,
                                                       int key, uint64_t *entry)
 {
