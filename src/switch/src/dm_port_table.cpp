@@ -100,18 +100,27 @@ dm_port_slot dm_word_slot(uint64_t e) { return static_cast<uint32_t>(e) - 1u; }
 // What one probe found.
 enum class dm_probe { hit, miss, torn };
 
-// Probes array `a` for `key`: the entry's index into *at on a hit, the empty
-// index that ended the search on a miss. Bounded by the array's size, so a
-// probe of an array a writer is changing ends (torn) rather than loops.
-[[gnu::always_inline]] inline dm_probe dm_view_probe(const dm_word *a, dm_port_spread spread,
-                                                     int key, uint64_t *entry, uint32_t *at)
+// Array `a`'s size mask and `key`'s home entry in it; false when the size
+// word is out of range (a torn read).
+[[gnu::always_inline]] inline bool dm_view_home(const dm_word *a, dm_port_spread spread, int key,
+                                                uint32_t *mask, uint32_t *home)
 {
     const uint64_t bits = a[0].load(kDmSeqLoad);
     if (bits < kMinBits || bits > kMaxBits) {
-        return dm_probe::torn;
+        return false;
     }
-    const uint32_t mask = (1u << bits) - 1u;
-    uint32_t i = dm_port_hash(key, bits, spread);
+    *mask = (1u << bits) - 1u;
+    *home = dm_port_hash(key, bits, spread);
+    return true;
+}
+
+// Probes from entry i on: the entry's index into *at on a hit, the empty
+// index that ended the search on a miss. Bounded by the array's size, so a
+// probe of an array a writer is changing ends (torn) rather than loops.
+[[gnu::always_inline]] inline dm_probe dm_view_probe_from(const dm_word *a, uint32_t mask,
+                                                          uint32_t i, int key, uint64_t *entry,
+                                                          uint32_t *at)
+{
     for (uint32_t n = 0; n <= mask; ++n, i = (i + 1) & mask) {
         const uint64_t e = a[1 + i].load(kDmSeqLoad);
         if (e == 0 || dm_word_key(e) == key) {
@@ -121,6 +130,18 @@ enum class dm_probe { hit, miss, torn };
         }
     }
     return dm_probe::torn;
+}
+
+// Probes array `a` for `key` from its home entry (dm_view_probe_from).
+[[gnu::always_inline]] inline dm_probe dm_view_probe(const dm_word *a, dm_port_spread spread,
+                                                     int key, uint64_t *entry, uint32_t *at)
+{
+    uint32_t mask;
+    uint32_t home;
+    if (!dm_view_home(a, spread, key, &mask, &home)) {
+        return dm_probe::torn;
+    }
+    return dm_view_probe_from(a, mask, home, key, entry, at);
 }
 
 // A reader's probe: dm_view_probe's answer, found without a branch that
@@ -133,12 +154,11 @@ enum class dm_probe { hit, miss, torn };
 [[gnu::always_inline]] inline dm_probe dm_view_lookup(const dm_word *a, dm_port_spread spread,
                                                       int key, uint64_t *entry)
 {
-    const uint64_t bits = a[0].load(kDmSeqLoad);
-    if (bits < kMinBits || bits > kMaxBits) {
+    uint32_t mask;
+    uint32_t home;
+    if (!dm_view_home(a, spread, key, &mask, &home)) {
         return dm_probe::torn;
     }
-    const uint32_t mask = (1u << bits) - 1u;
-    const uint32_t home = dm_port_hash(key, bits, spread);
     const uint64_t first = a[1 + home].load(kDmSeqLoad);
     const uint64_t second = a[1 + ((home + 1) & mask)].load(kDmSeqLoad);
     // Picked with a mask: the compiler turns a conditional expression back
@@ -153,7 +173,7 @@ enum class dm_probe { hit, miss, torn };
         return dm_probe::hit;
     }
     uint32_t at;
-    return dm_view_probe(a, spread, key, entry, &at);
+    return dm_view_probe_from(a, mask, home, key, entry, &at);
 }
 
 // One keyed view. `cur_` is what readers load; the rest is the writers'.
